@@ -1,0 +1,105 @@
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+/// Builds every log line, label and message of the orchestrator. The pieces are measured
+/// first and then appended, so that a text costs one heap allocation, or none where it
+/// fits the small-string buffer. Numbers are plain decimal whatever the process's locale.
+namespace vantrel_can_bridge::business_layer::bottom_compat {
+
+/// A piece of text that shows bytes as "[0x01 0xab]", or "[]".
+struct HexBytes {
+  const std::vector<std::uint8_t>& bytes;
+};
+
+namespace text_piece {
+
+/// A number, formatted once into a buffer of its own.
+class Decimal {
+ public:
+  template <typename Integer>
+  explicit Decimal(Integer value) noexcept {
+    // Cannot fail: the buffer holds the longest value of the type.
+    static_assert(std::numeric_limits<Integer>::digits10 + 1 + std::is_signed_v<Integer> <=
+                  kCapacity);
+    size_ =
+        static_cast<std::size_t>(std::to_chars(digits_, digits_ + kCapacity, value).ptr - digits_);
+  }
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }
+  void append_to(std::string& out) const { out.append(digits_, size_); }
+
+ private:
+  static constexpr int kCapacity = 20;  // a sign and 19 digits, or the 20 digits of 2^64 - 1
+  char digits_[kCapacity];
+  std::size_t size_;
+};
+
+class Chars {
+ public:
+  explicit Chars(std::string_view chars) noexcept : chars_(chars) {}
+  [[nodiscard]] std::size_t size() const noexcept { return chars_.size(); }
+  void append_to(std::string& out) const { out.append(chars_); }
+
+ private:
+  std::string_view chars_;
+};
+
+class Hex {
+ public:
+  explicit Hex(const std::vector<std::uint8_t>& bytes) noexcept : bytes_(bytes) {}
+  [[nodiscard]] std::size_t size() const noexcept {
+    return bytes_.empty() ? 2 : bytes_.size() * 5 + 1;  // "0x00" and a blank or bracket each
+  }
+  void append_to(std::string& out) const {
+    constexpr char kDigits[] = "0123456789abcdef";
+    char separator = '[';
+    for (const std::uint8_t byte : bytes_) {
+      const char item[] = {separator, '0', 'x', kDigits[byte >> 4], kDigits[byte & 0xF]};
+      out.append(item, sizeof item);
+      separator = ' ';
+    }
+    out.append(bytes_.empty() ? "[]" : "]");
+  }
+
+ private:
+  const std::vector<std::uint8_t>& bytes_;
+};
+
+inline Chars of(std::string_view chars) noexcept { return Chars(chars); }
+inline Hex of(HexBytes hex) noexcept { return Hex(hex.bytes); }
+
+template <typename Value, std::enable_if_t<std::is_integral_v<Value>, int> = 0>
+auto of(Value value) noexcept {
+  static_assert(!std::is_same_v<Value, char>, "a character is not a number");
+  if constexpr (std::is_same_v<Value, bool>) {
+    return Chars(value ? "true" : "false");
+  } else {
+    return Decimal(value);
+  }
+}
+
+template <typename... Pieces>
+std::string join(const Pieces&... pieces) {
+  std::string out;
+  out.reserve((pieces.size() + ...));
+  (pieces.append_to(out), ...);
+  return out;
+}
+
+}  // namespace text_piece
+
+/// The pieces one after the other: strings as they are, integers in decimal, bools as
+/// "true" or "false", `HexBytes` in hexadecimal.
+template <typename... Values>
+std::string text(const Values&... values) {
+  return text_piece::join(text_piece::of(values)...);
+}
+
+}  // namespace vantrel_can_bridge::business_layer::bottom_compat
