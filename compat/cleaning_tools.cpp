@@ -2,7 +2,6 @@
 // request that drives them together with the claws.
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <limits>
 

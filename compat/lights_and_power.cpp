@@ -2,6 +2,7 @@
 // lock and bump unlock.
 
 #include <algorithm>
+#include <array>
 
 #include "compat/bottom_compat_orchestrator.hpp"
 #include "compat/reply.hpp"
@@ -62,12 +63,12 @@ BottomCompatReply BottomCompatOrchestrator::handle_operate_light(
     std::uint32_t mode;
   };
   // A side's own colour comes after the colour of both, so that it is the one that stays.
-  const Group groups[] = {
+  const std::array<Group, 4> groups{{
       {"left_light", request.bottom_rgb, request.bottom_level, request.bottom_mode},
       {"right_light", request.bottom_rgb, request.bottom_level, request.bottom_mode},
       {"left_light", request.left_rgb, request.left_level, request.left_mode},
       {"right_light", request.right_rgb, request.right_level, request.right_mode},
-  };
+  }};
   for (const Group& group : groups) {
     if (group.rgb == 0) {
       continue;

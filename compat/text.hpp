@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -26,19 +27,18 @@ class Decimal {
  public:
   template <typename Integer>
   explicit Decimal(Integer value) noexcept {
-    // Cannot fail: the buffer holds the longest value of the type.
     static_assert(std::numeric_limits<Integer>::digits10 + 1 + std::is_signed_v<Integer> <=
                   kCapacity);
-    size_ =
-        static_cast<std::size_t>(std::to_chars(digits_, digits_ + kCapacity, value).ptr - digits_);
+    const auto result = std::to_chars(digits_.data(), digits_.data() + kCapacity, value);
+    size_ = static_cast<std::size_t>(result.ptr - digits_.data());
   }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
-  void append_to(std::string& out) const { out.append(digits_, size_); }
+  void append_to(std::string& out) const { out.append(digits_.data(), size_); }
 
  private:
   static constexpr int kCapacity = 20;  // a sign and 19 digits, or the 20 digits of 2^64 - 1
-  char digits_[kCapacity];
-  std::size_t size_;
+  std::array<char, kCapacity> digits_{};
+  std::size_t size_ = 0;
 };
 
 class Chars {
@@ -58,12 +58,13 @@ class Hex {
     return bytes_.empty() ? 2 : bytes_.size() * 5 + 1;  // "0x00" and a blank or bracket each
   }
   void append_to(std::string& out) const {
-    constexpr char kDigits[] = "0123456789abcdef";
-    char separator = '[';
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string_view before = "[0x";
     for (const std::uint8_t byte : bytes_) {
-      const char item[] = {separator, '0', 'x', kDigits[byte >> 4], kDigits[byte & 0xF]};
-      out.append(item, sizeof item);
-      separator = ' ';
+      out.append(before);
+      out.push_back(kDigits[byte / 16U]);
+      out.push_back(kDigits[byte % 16U]);
+      before = " 0x";
     }
     out.append(bytes_.empty() ? "[]" : "]");
   }

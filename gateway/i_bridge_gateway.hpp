@@ -28,11 +28,6 @@ class IBridgeGateway {
   virtual OperateResult operate(const std::string& board, const std::string& device,
                                 const std::string& op,
                                 const std::vector<std::uint8_t>& payload) = 0;
-
- protected:
-  IBridgeGateway() = default;
-  IBridgeGateway(const IBridgeGateway&) = default;
-  IBridgeGateway& operator=(const IBridgeGateway&) = default;
 };
 
 }  // namespace vantrel_can_bridge::business_layer
