@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "gateway/operate_result.hpp"
+#include "workbench/clock.hpp"
+
+namespace vantrel_can_bridge::workbench {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// One device operation as the gateway is asked for it.
+struct Operation {
+  std::string board;
+  std::string device;
+  std::string op;
+  Bytes payload;
+};
+
+/// A device operation that is over, refused or not. Times are of the boards' clock.
+struct OperationEvent {
+  Operation operation;
+  OperateResult result;
+  TimePoint started;
+  TimePoint ended;
+};
+
+/// Bytes for people: "01 ab", and "" for none.
+[[nodiscard]] std::string hex(const Bytes& bytes);
+
+}  // namespace vantrel_can_bridge::workbench
