@@ -1,0 +1,113 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/expected_record.hpp"
+#include "tests/support/orchestrator_fixture.hpp"
+#include "tests/support/virtual_time.hpp"
+
+namespace vantrel_can_bridge::test {
+
+/// What becomes of the gateway's message when everything succeeds.
+enum class Message { Dropped, OfTheLastOperation };
+
+/// One thing that an orchestrator is asked to do, and everything that it then does, on the
+/// robot of `reference_config` after `configure`.
+struct Sequence {
+  const char* name;
+  std::function<BottomCompatReply(BottomCompatOrchestrator&)> act;
+  Steps steps;
+  Message message = Message::Dropped;
+  std::function<void(BottomCompatConfig&)> configure = [](BottomCompatConfig&) {};
+};
+inline void PrintTo(const Sequence& sequence, std::ostream* out) { *out << sequence.name; }
+
+inline std::string sequence_name(const testing::TestParamInfo<Sequence>& info) {
+  return info.param.name;
+}
+
+/// The checks that hold for every sequence. Time is virtual: waits stand in the journal.
+class SequenceTest : public OrchestratorTest, public testing::WithParamInterface<Sequence> {
+ protected:
+  void SetUp() override { GetParam().configure(config); }
+
+  /// Every operation answers with bytes and a message of its own: the bytes are ignored,
+  /// and of the messages at most the last one is in the reply.
+  void expect_every_step_in_order() {
+    const Sequence& sequence = GetParam();
+    std::vector<OperateResult> results;
+    for (std::size_t i = 0; i < count_operations(sequence.steps); ++i) {
+      results.push_back({true, {0xDE, 0xAD}, "done " + std::to_string(i)});
+    }
+    answer_with(results);
+
+    const BottomCompatReply reply = sequence.act(orchestrator());
+
+    const bool passes_on = sequence.message == Message::OfTheLastOperation;
+    EXPECT_EQ(reply, success(passes_on ? results.back().message : ""));
+    EXPECT_EQ(journal.take(), record(sequence.steps, results));
+    EXPECT_EQ(gateway->unused_answers(), 0U);
+  }
+
+  /// Whichever operation fails, it is the last one, and its message is the reply. One
+  /// orchestrator serves all rounds: a failure leaves nothing behind.
+  void expect_end_at_whichever_operation_fails() {
+    const Sequence& sequence = GetParam();
+    for (std::size_t n = 0; n < count_operations(sequence.steps); ++n) {
+      SCOPED_TRACE("operation " + std::to_string(n) + " fails");
+      std::vector<OperateResult> results(n, OperateResult{true, {}, "done"});
+      results.push_back({false, {0xBE, 0xEF}, "refused " + std::to_string(n)});
+      answer_with(results);
+
+      const BottomCompatReply reply = sequence.act(orchestrator());
+
+      EXPECT_EQ(reply, failure(results.back().message));
+      EXPECT_EQ(journal.take(), record(sequence.steps, results));
+      EXPECT_EQ(gateway->unused_answers(), 0U);
+    }
+  }
+
+  /// Whichever operation throws, it is the last one, the exception arrives as it is, and
+  /// the same request works again afterwards.
+  void expect_gateway_exceptions_to_pass() {
+    const Sequence& sequence = GetParam();
+    for (std::size_t n = 0; n < count_operations(sequence.steps); ++n) {
+      SCOPED_TRACE("operation " + std::to_string(n) + " throws");
+      answer_with(std::vector<OperateResult>(n, OperateResult{true, {}, {}}));
+      gateway->then(
+          [](const Operation&) -> OperateResult { throw std::out_of_range("bus is off"); });
+
+      expect_thrown(sequence.act);
+
+      EXPECT_EQ(journal.take(), record_until_throw(sequence.steps, n));
+      EXPECT_TRUE(sequence.act(orchestrator()).success);
+      EXPECT_EQ(journal.take(), record(sequence.steps));
+    }
+  }
+
+  void answer_with(const std::vector<OperateResult>& results) {
+    for (const OperateResult& result : results) {
+      gateway->then([result](const Operation&) { return result; });
+    }
+  }
+
+  VirtualTime time{journal};
+
+ private:
+  void expect_thrown(const std::function<BottomCompatReply(BottomCompatOrchestrator&)>& act) {
+    try {
+      const BottomCompatReply reply = act(orchestrator());
+      ADD_FAILURE() << "returned " << testing::PrintToString(reply);
+    } catch (const std::out_of_range& error) {
+      EXPECT_STREQ(error.what(), "bus is off");
+    }
+  }
+};
+
+}  // namespace vantrel_can_bridge::test
