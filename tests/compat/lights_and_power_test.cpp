@@ -203,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
             [](auto& robot) { return robot.operate_led("any_light", 0xFFABCDEF, 256, 0x10102); },
             {on_body("any_light", "set_led", "[0xab 0xcd 0xef 0xff 0x02 0x01]",
                      "led rgb=4289449455")},
-            Message::OfTheLastOperation},
+            message_passed_on},
         operate_light("NothingAtZero", 0, 0, 0,
                       {"debug: CMD_OPERATE_LIGHT: bottom_rgb=0 left_rgb=0 right_rgb=0"}),
         operate_light("Both", 0xFF8000, 0, 0,
@@ -244,7 +244,7 @@ Sequence fill_light(const char* name, std::uint32_t rgb, Steps steps) {
   Request request = light_request(1, 2, 3);
   request.rgb = rgb;
   return {name, [request](auto& robot) { return robot.handle_fill_light(request); },
-          std::move(steps), Message::OfTheLastOperation};
+          std::move(steps), message_passed_on};
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -311,7 +311,7 @@ Sequence wheel_control(
       [request](auto& robot) { return robot.handle_wheel_control(request); },
       {line, on_body("power_control", "set_bit", value ? "[0x01 0x05 0x01]" : "[0x01 0x05 0x00]",
                      value ? "power_bit sub=1 bit=5 value=1" : "power_bit sub=1 bit=5 value=0")},
-      Message::OfTheLastOperation,
+      message_passed_on,
       std::move(configure)};
 }
 
@@ -361,7 +361,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "bottom_motor_stop_bit=5",
                   on_body("power_control", "set_bit", "[0xc8 0xfe 0x00]",
                           "power_bit sub=200 bit=254 value=0")},
-                 Message::OfTheLastOperation,
+                 message_passed_on,
                  [](auto& config) {
                    config.wheel_power_sub = 200;
                    config.wheel_power_bit = 254;
@@ -375,13 +375,13 @@ INSTANTIATE_TEST_SUITE_P(
                              {"debug: CMD_UNLOCK_BUMP: dispatching power_control bit7",
                               on_body("power_control", "set_bit", "[0x02 0x07 0x01]",
                                       "power_bit sub=2 bit=7 value=1")},
-                             Message::OfTheLastOperation},
+                             message_passed_on},
                     Sequence{"LogsBitSevenWhateverIsConfigured",
                              [](auto& robot) { return robot.handle_bump_unlock(); },
                              {"debug: CMD_UNLOCK_BUMP: dispatching power_control bit7",
                               on_body("power_control", "set_bit", "[0x14 0x03 0x01]",
                                       "power_bit sub=20 bit=3 value=1")},
-                             Message::OfTheLastOperation,
+                             message_passed_on,
                              [](auto& config) {
                                config.bump_unlock_sub = 20;
                                config.bump_unlock_bit = 3;

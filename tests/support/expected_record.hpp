@@ -25,7 +25,9 @@ struct ExpectedOperation {
 using Step = std::variant<std::string, ExpectedOperation>;
 using Steps = std::vector<Step>;
 
-inline Steps operator+(Steps first, const Steps& second) {
+/// One list after the other: steps, or lines.
+template <typename Entry>
+std::vector<Entry> operator+(std::vector<Entry> first, const std::vector<Entry>& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
 }

@@ -6,6 +6,7 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/expected_record.hpp"
@@ -14,8 +15,17 @@
 
 namespace vantrel_can_bridge::test {
 
-/// What becomes of the gateway's message when everything succeeds.
-enum class Message { Dropped, OfTheLastOperation };
+/// The reply of a sequence in which every operation succeeded, given the message of the last
+/// one: `message_dropped`, `message_passed_on`, or `refused`.
+using ExpectedReply = std::function<BottomCompatReply(const std::string& last_message)>;
+
+inline BottomCompatReply message_dropped(const std::string&) { return success(); }
+inline BottomCompatReply message_passed_on(const std::string& last_message) {
+  return success(last_message);
+}
+inline ExpectedReply refused(std::string message) {
+  return [reply = failure(std::move(message))](const std::string&) { return reply; };
+}
 
 /// One thing that an orchestrator is asked to do, and everything that it then does, on the
 /// robot of `reference_config` after `configure`.
@@ -23,7 +33,7 @@ struct Sequence {
   const char* name;
   std::function<BottomCompatReply(BottomCompatOrchestrator&)> act;
   Steps steps;
-  Message message = Message::Dropped;
+  ExpectedReply reply = message_dropped;
   std::function<void(BottomCompatConfig&)> configure = [](BottomCompatConfig&) {};
 };
 inline void PrintTo(const Sequence& sequence, std::ostream* out) { *out << sequence.name; }
@@ -49,8 +59,7 @@ class SequenceTest : public OrchestratorTest, public testing::WithParamInterface
 
     const BottomCompatReply reply = sequence.act(orchestrator());
 
-    const bool passes_on = sequence.message == Message::OfTheLastOperation;
-    EXPECT_EQ(reply, success(passes_on ? results.back().message : ""));
+    EXPECT_EQ(reply, sequence.reply(results.empty() ? "" : results.back().message));
     EXPECT_EQ(journal.take(), record(sequence.steps, results));
     EXPECT_EQ(gateway->unused_answers(), 0U);
   }
@@ -86,7 +95,7 @@ class SequenceTest : public OrchestratorTest, public testing::WithParamInterface
       expect_thrown(sequence.act);
 
       EXPECT_EQ(journal.take(), record_until_throw(sequence.steps, n));
-      EXPECT_TRUE(sequence.act(orchestrator()).success);
+      EXPECT_EQ(sequence.act(orchestrator()), sequence.reply(""));
       EXPECT_EQ(journal.take(), record(sequence.steps));
     }
   }
