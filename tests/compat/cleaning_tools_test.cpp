@@ -354,14 +354,20 @@ INSTANTIATE_TEST_SUITE_P(
 
 enum Select { Single, Bitmask };
 
+/// The summary line, then `steps`.
 Sequence multiplex(const char* name, std::int64_t channel, Numbers list, Select mode,
-                   std::int32_t select, std::int32_t cmd, std::int32_t duty, Steps steps,
+                   std::int32_t select, std::int32_t cmd, std::int32_t duty, const Steps& steps,
                    ExpectedReply reply = message_passed_on, Configure configure = as_it_is) {
   return {name,
           [channel, list = std::move(list), select, cmd, duty, mode](auto& robot) {
             return robot.operate_multiplex_pump(channel, list, select, cmd, duty, mode == Bitmask);
           },
-          std::move(steps), std::move(reply), std::move(configure)};
+          Steps{"debug: multiplex_pump: channel=" + std::to_string(channel) +
+                " select=" + std::to_string(select) + " cmd=" + std::to_string(cmd) + " duty=" +
+                std::to_string(duty) + " valve_select=" + (mode == Bitmask ? "bitmask" : "single") +
+                " open=" + (duty == 0 ? "false" : "true")} +
+              steps,
+          std::move(reply), std::move(configure)};
 }
 
 constexpr char kNoGroup[] = "pump valve group has no valid valve bits";
@@ -371,130 +377,72 @@ INSTANTIATE_TEST_SUITE_P(
     MultiplexOn, CleaningCommand,
     testing::Values(
         multiplex("Single", 1, {1, 5}, Single, 2, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=2 cmd=1 duty=30 valve_select=single "
-                   "open=true",
-                   valve("[0x22 0x20]", "valve_group open values=32"), "wait: 200ms",
+                  {valve("[0x22 0x20]", "valve_group open values=32"), "wait: 200ms",
                    pump("[0x01 0x1e 0x00]", "pump channel=1 target=30")}),
         multiplex("SingleFourth", 4, {2, 3, 9, 7}, Single, 8, 2, 150,
-                  {"debug: multiplex_pump: channel=4 select=8 cmd=2 duty=150 valve_select=single "
-                   "open=true",
-                   valve("[0x8c 0x80]", "valve_group open values=128"), "wait: 200ms",
+                  {valve("[0x8c 0x80]", "valve_group open values=128"), "wait: 200ms",
                    pump("[0x04 0x64 0x00]", "pump channel=4 target=100")}),
         multiplex("BitmaskSkipsInvalidEntries", 2, {0, 9, 2}, Bitmask, 7, 1, 30,
-                  {"debug: multiplex_pump: channel=2 select=7 cmd=1 duty=30 valve_select=bitmask "
-                   "open=true",
-                   valve("[0x05 0x05]", "valve_group open values=5"), "wait: 200ms",
+                  {valve("[0x05 0x05]", "valve_group open values=5"), "wait: 200ms",
                    pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
         multiplex("BitmaskOfTwo", 2, {1, 2, 3}, Bitmask, 3, 1, 30,
-                  {"debug: multiplex_pump: channel=2 select=3 cmd=1 duty=30 valve_select=bitmask "
-                   "open=true",
-                   valve("[0x0e 0x06]", "valve_group open values=6"), "wait: 200ms",
+                  {valve("[0x0e 0x06]", "valve_group open values=6"), "wait: 200ms",
                    pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
         multiplex("BitmaskOfAllBits", 2, {7, 6, 5, 4, 3, 2, 1, 0}, Bitmask, -1, 1, 30,
-                  {"debug: multiplex_pump: channel=2 select=-1 cmd=1 duty=30 valve_select=bitmask "
-                   "open=true",
-                   valve("[0xff 0xff]", "valve_group open values=255"), "wait: 200ms",
+                  {valve("[0xff 0xff]", "valve_group open values=255"), "wait: 200ms",
                    pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
         multiplex("NegativeDuty", 3, {1}, Single, 1, 1, -20,
-                  {"debug: multiplex_pump: channel=3 select=1 cmd=1 duty=-20 valve_select=single "
-                   "open=true",
-                   valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
                    pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
         multiplex("LowestDuty", 3, {1}, Single, 1, 1, kInt32Min,
-                  {"debug: multiplex_pump: channel=3 select=1 cmd=1 duty=-2147483648 "
-                   "valve_select=single open=true",
-                   valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
                    pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
         multiplex("CommandZero", 3, {1}, Single, 1, 0, 50,
-                  {"debug: multiplex_pump: channel=3 select=1 cmd=0 duty=50 valve_select=single "
-                   "open=true",
-                   valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
                    pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
         multiplex("LeavesValvesOpenBeforeABadChannel", 257, {1}, Single, 1, 1, 50,
-                  {"debug: multiplex_pump: channel=257 select=1 cmd=1 duty=50 "
-                   "valve_select=single open=true",
-                   valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms"},
+                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms"},
                   refused("pump channel out of range")),
-        multiplex("RefusesAnEmptyGroup", kInt64Min, {}, Single, 1, 1, 30,
-                  {"debug: multiplex_pump: channel=-9223372036854775808 select=1 cmd=1 duty=30 "
-                   "valve_select=single open=true"},
+        multiplex("RefusesAnEmptyGroup", kInt64Min, {}, Single, 1, 1, 30, {}, refused(kNoGroup)),
+        multiplex("RefusesAGroupWithoutValves", kInt64Max, {8, -1}, Bitmask, -1, 1, 30, {},
                   refused(kNoGroup)),
-        multiplex("RefusesAGroupWithoutValves", kInt64Max, {8, -1}, Bitmask, -1, 1, 30,
-                  {"debug: multiplex_pump: channel=9223372036854775807 select=-1 cmd=1 duty=30 "
-                   "valve_select=bitmask open=true"},
-                  refused(kNoGroup)),
-        multiplex("SingleRefusesTwoBits", 1, {1, 5}, Single, 3, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=3 cmd=1 duty=30 valve_select=single "
-                   "open=true"},
+        multiplex("SingleRefusesTwoBits", 1, {1, 5}, Single, 3, 1, 30, {}, refused(kNoValve)),
+        multiplex("SingleRefusesZero", 1, {1, 5}, Single, 0, 1, 30, {}, refused(kNoValve)),
+        multiplex("SingleRefusesBeyondTheList", 1, {1, 5}, Single, 4, 1, 30, {}, refused(kNoValve)),
+        multiplex("SingleRefusesWhatIsNoValve", 1, {8, 5}, Single, 1, 1, 30, {}, refused(kNoValve)),
+        multiplex("BitmaskRefusesBeyondTheList", 1, {0, 1}, Bitmask, 4, 1, 30, {},
                   refused(kNoValve)),
-        multiplex("SingleRefusesZero", 1, {1, 5}, Single, 0, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=0 cmd=1 duty=30 valve_select=single "
-                   "open=true"},
-                  refused(kNoValve)),
-        multiplex("SingleRefusesBeyondTheList", 1, {1, 5}, Single, 4, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=4 cmd=1 duty=30 valve_select=single "
-                   "open=true"},
-                  refused(kNoValve)),
-        multiplex("SingleRefusesWhatIsNoValve", 1, {8, 5}, Single, 1, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=1 cmd=1 duty=30 valve_select=single "
-                   "open=true"},
-                  refused(kNoValve)),
-        multiplex("BitmaskRefusesBeyondTheList", 1, {0, 1}, Bitmask, 4, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=4 cmd=1 duty=30 valve_select=bitmask "
-                   "open=true"},
-                  refused(kNoValve)),
-        multiplex("BitmaskRefusesZero", 1, {0, 1}, Bitmask, 0, 1, 30,
-                  {"debug: multiplex_pump: channel=1 select=0 cmd=1 duty=30 valve_select=bitmask "
-                   "open=true"},
-                  refused(kNoValve))),
+        multiplex("BitmaskRefusesZero", 1, {0, 1}, Bitmask, 0, 1, 30, {}, refused(kNoValve))),
     sequence_name);
 
 INSTANTIATE_TEST_SUITE_P(
     MultiplexOff, CleaningCommand,
-    testing::Values(
-        multiplex("StopsThePumpBeforeTheValvesClose", 4, {2, 3}, Single, 2, 0, 0,
-                  {"debug: multiplex_pump: channel=4 select=2 cmd=0 duty=0 valve_select=single "
-                   "open=false",
-                   pump("[0x04 0x00 0x00]", "pump channel=4 target=0"), "wait: 200ms",
-                   valve("[0x0c 0x00]", "valve_group close")}),
-        multiplex("WhateverCommandAndSelect", 4, {2, 3}, Single, 3, 1, 0,
-                  {"debug: multiplex_pump: channel=4 select=3 cmd=1 duty=0 valve_select=single "
-                   "open=false",
-                   pump("[0x04 0x00 0x00]", "pump channel=4 target=0"), "wait: 200ms",
-                   valve("[0x0c 0x00]", "valve_group close")}),
-        multiplex("BitmaskClosesTheWholeGroup", 5, {0, 7, 12}, Bitmask, 1, kInt32Min, 0,
-                  {"debug: multiplex_pump: channel=5 select=1 cmd=-2147483648 duty=0 "
-                   "valve_select=bitmask open=false",
-                   pump("[0x05 0x00 0x00]", "pump channel=5 target=0"), "wait: 200ms",
-                   valve("[0x81 0x00]", "valve_group close")}),
-        multiplex("LeavesValvesAloneAtABadChannel", 0, {2, 3}, Single, 1, 1, 0,
-                  {"debug: multiplex_pump: channel=0 select=1 cmd=1 duty=0 valve_select=single "
-                   "open=false"},
-                  refused("pump channel out of range")),
-        multiplex("RefusesAnEmptyGroup", 1, {}, Single, 1, 0, 0,
-                  {"debug: multiplex_pump: channel=1 select=1 cmd=0 duty=0 valve_select=single "
-                   "open=false"},
-                  refused(kNoGroup)),
-        multiplex("RefusesAGroupWithoutValves", 1, {8, -1}, Bitmask, 1, 0, 0,
-                  {"debug: multiplex_pump: channel=1 select=1 cmd=0 duty=0 valve_select=bitmask "
-                   "open=false"},
-                  refused(kNoGroup))),
+    testing::Values(multiplex("StopsThePumpBeforeTheValvesClose", 4, {2, 3}, Single, 2, 0, 0,
+                              {pump("[0x04 0x00 0x00]", "pump channel=4 target=0"), "wait: 200ms",
+                               valve("[0x0c 0x00]", "valve_group close")}),
+                    multiplex("WhateverCommandAndSelect", 4, {2, 3}, Single, 3, 1, 0,
+                              {pump("[0x04 0x00 0x00]", "pump channel=4 target=0"), "wait: 200ms",
+                               valve("[0x0c 0x00]", "valve_group close")}),
+                    multiplex("BitmaskClosesTheWholeGroup", 5, {0, 7, 12}, Bitmask, 1, kInt32Min, 0,
+                              {pump("[0x05 0x00 0x00]", "pump channel=5 target=0"), "wait: 200ms",
+                               valve("[0x81 0x00]", "valve_group close")}),
+                    multiplex("LeavesValvesAloneAtABadChannel", 0, {2, 3}, Single, 1, 1, 0, {},
+                              refused("pump channel out of range")),
+                    multiplex("RefusesAnEmptyGroup", 1, {}, Single, 1, 0, 0, {}, refused(kNoGroup)),
+                    multiplex("RefusesAGroupWithoutValves", 1, {8, -1}, Bitmask, 1, 0, 0, {},
+                              refused(kNoGroup))),
     sequence_name);
 
 /// Switching on and off with a delay of `delay_ms`, for which `waits` is expected.
 std::vector<Sequence> with_delay(std::int64_t delay_ms, const Steps& waits) {
   const Configure delay = [delay_ms](auto& config) { config.valve_switch_delay_ms = delay_ms; };
   return {multiplex("On", 1, {1, 5}, Single, 2, 1, 30,
-                    Steps{"debug: multiplex_pump: channel=1 select=2 cmd=1 duty=30 "
-                          "valve_select=single open=true",
-                          valve("[0x22 0x20]", "valve_group open values=32")} +
-                        waits + Steps{pump("[0x01 0x1e 0x00]", "pump channel=1 target=30")},
+                    Steps{valve("[0x22 0x20]", "valve_group open values=32")} + waits +
+                        Steps{pump("[0x01 0x1e 0x00]", "pump channel=1 target=30")},
                     message_passed_on, delay),
           multiplex("Off", 1, {1, 5}, Single, 2, 1, 0,
-                    Steps{"debug: multiplex_pump: channel=1 select=2 cmd=1 duty=0 "
-                          "valve_select=single open=false",
-                          pump("[0x01 0x00 0x00]", "pump channel=1 target=0")} +
-                        waits + Steps{valve("[0x22 0x00]", "valve_group close")},
+                    Steps{pump("[0x01 0x00 0x00]", "pump channel=1 target=0")} + waits +
+                        Steps{valve("[0x22 0x00]", "valve_group close")},
                     message_passed_on, delay)};
 }
 
@@ -747,10 +695,21 @@ Request procter_request(Triple tools, Triple clean, Triple dirty, Triple claw = 
   return request;
 }
 
-Sequence procter(const char* name, const Request& request, Steps steps,
+std::string procter_summary(const Request& request) {
+  return "debug: CMD_PROCTER: tools_select=" + std::to_string(request.tools_select) +
+         " tools_cmd=" + std::to_string(request.tools_cmd) +
+         " tools_duty=" + std::to_string(request.tools_duty) +
+         " clean_select=" + std::to_string(request.clean_select) +
+         " clean_duty=" + std::to_string(request.clean_duty) +
+         " dirty_select=" + std::to_string(request.dirty_select) +
+         " dirty_duty=" + std::to_string(request.dirty_duty);
+}
+
+/// The summary line, then `steps`.
+Sequence procter(const char* name, const Request& request, const Steps& steps,
                  ExpectedReply reply = message_dropped, Configure configure = as_it_is) {
-  return {name, [request](auto& robot) { return robot.handle_procter(request); }, std::move(steps),
-          std::move(reply), std::move(configure)};
+  return {name, [request](auto& robot) { return robot.handle_procter(request); },
+          Steps{procter_summary(request)} + steps, std::move(reply), std::move(configure)};
 }
 
 constexpr char kToolsSkipped[] = "debug: tools_clean skipped: empty command";
@@ -760,12 +719,9 @@ constexpr char kDirtySkipped[] = "debug: dirty_pump skipped: empty command";
 const Steps kClawSkipped = {"debug: CMD_PROCTER tools_claw: cmd=0 duty=0 select=0",
                             "debug: tools_claw skipped: empty command"};
 
-/// What `everything` does before the claw.
+/// What `everything` does between its summary line and the claw.
 const Steps kMotorAndPumps =
-    Steps{
-        "debug: CMD_PROCTER: tools_select=2 tools_cmd=3 tools_duty=40 clean_select=1 "
-        "clean_duty=50 dirty_select=5 dirty_duty=60",
-        "debug: tools_clean motor select=2 mapped_slot=6 duty=40"} +
+    Steps{"debug: tools_clean motor select=2 mapped_slot=6 duty=40"} +
     started("6", "[0x50 0xfb]", "-1200") +
     Steps{"debug: multiplex_pump: channel=1 select=1 cmd=7 duty=50 valve_select=single open=true",
           valve("[0x03 0x01]", "valve_group open values=1"),
@@ -789,18 +745,12 @@ INSTANTIATE_TEST_SUITE_P(
     Procter, CleaningCommand,
     testing::Values(
         procter("SkipsWhatIsEmpty", procter_request({}, {}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      kToolsSkipped, kCleanSkipped, kDirtySkipped} +
-                    kClawSkipped),
+                Steps{kToolsSkipped, kCleanSkipped, kDirtySkipped} + kClawSkipped),
         procter("DrivesEverything", everything(), kMotorAndPumps + kClawSkipped),
         procter("LogsExtremes",
                 procter_request({kInt32Min, kInt32Max, 0}, {kInt32Max, kInt32Min, 0},
                                 {kInt32Min, kInt32Max, kInt32Min}),
-                Steps{"debug: CMD_PROCTER: tools_select=-2147483648 tools_cmd=2147483647 "
-                      "tools_duty=0 clean_select=2147483647 clean_duty=0 "
-                      "dirty_select=-2147483648 dirty_duty=-2147483648",
-                      "debug: tools_clean motor stop all: select=-2147483648 cmd=2147483647 "
+                Steps{"debug: tools_clean motor stop all: select=-2147483648 cmd=2147483647 "
                       "duty=0"} +
                     stopped("5") + stopped("6") + stopped("7") +
                     Steps{"debug: multiplex_pump: channel=1 select=2147483647 cmd=-2147483648 "
@@ -810,28 +760,20 @@ INSTANTIATE_TEST_SUITE_P(
                           "duty=-2147483648 valve_select=bitmask open=true"},
                 refused(kNoValve)),
         procter("EndsAtAMotorThatIsMissing",
-                procter_request({4, 1, 50}, {1, 1, 50}, {1, 1, 50}, {1, 1, 0}),
-                {"debug: CMD_PROCTER: tools_select=4 tools_cmd=1 tools_duty=50 clean_select=1 "
-                 "clean_duty=50 dirty_select=1 dirty_duty=50"},
+                procter_request({4, 1, 50}, {1, 1, 50}, {1, 1, 50}, {1, 1, 0}), {},
                 refused("tools_clean select out of range"), slots({5, 6})),
         procter("EndsAtACleanPumpWithoutValves",
                 procter_request({8, 1, 50}, {1, 1, 50}, {1, 1, 50}, {1, 1, 0}),
-                {"debug: CMD_PROCTER: tools_select=8 tools_cmd=1 tools_duty=50 clean_select=1 "
-                 "clean_duty=50 dirty_select=1 dirty_duty=50",
-                 "debug: multiplex_pump: channel=1 select=1 cmd=1 duty=50 valve_select=single "
+                {"debug: multiplex_pump: channel=1 select=1 cmd=1 duty=50 valve_select=single "
                  "open=true"},
                 refused(kNoGroup), [](auto& config) { config.clean_pump_valves = {}; }),
         procter("EndsAtADirtyPumpWithoutValves", procter_request({}, {}, {1, 1, 50}, {1, 1, 0}),
-                {"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                 "clean_duty=0 dirty_select=1 dirty_duty=50",
-                 kToolsSkipped, kCleanSkipped,
+                {kToolsSkipped, kCleanSkipped,
                  "debug: multiplex_pump: channel=2 select=1 cmd=1 duty=50 valve_select=bitmask "
                  "open=true"},
                 refused(kNoGroup), [](auto& config) { config.dirty_pump_valves = {8}; }),
         procter("CleanPumpTakesOneHotSelectsOnly", procter_request({}, {3, 1, 50}, {}),
-                {"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=3 "
-                 "clean_duty=50 dirty_select=0 dirty_duty=0",
-                 kToolsSkipped,
+                {kToolsSkipped,
                  "debug: multiplex_pump: channel=1 select=3 cmd=1 duty=50 valve_select=single "
                  "open=true"},
                 refused(kNoValve)),
@@ -839,9 +781,7 @@ INSTANTIATE_TEST_SUITE_P(
                 kMotorAndPumps + Steps{"debug: CMD_PROCTER tools_claw: cmd=1 duty=9 select=2"},
                 refused("tools_claw disabled"), [](auto& config) { config.claw_enabled = false; }),
         procter("LetsTheClawJudgeItsOwnFields", procter_request({}, {}, {}, {3, 2, 0}),
-                {"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                 "clean_duty=0 dirty_select=0 dirty_duty=0",
-                 kToolsSkipped, kCleanSkipped, kDirtySkipped,
+                {kToolsSkipped, kCleanSkipped, kDirtySkipped,
                  "debug: CMD_PROCTER tools_claw: cmd=2 duty=0 select=3"},
                 refused("unsupported tools_claw cmd: 2"))),
     sequence_name);
@@ -851,62 +791,44 @@ INSTANTIATE_TEST_SUITE_P(
     ProcterWithOneField, CleaningCommand,
     testing::Values(
         procter("ToolsSelect", procter_request({2, 0, 0}, {}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=2 tools_cmd=0 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      "debug: tools_clean motor stop selected: select=2 mapped_slot=6 cmd=0 "
+                Steps{"debug: tools_clean motor stop selected: select=2 mapped_slot=6 cmd=0 "
                       "duty=0"} +
                     stopped("6") + Steps{kCleanSkipped, kDirtySkipped} + kClawSkipped),
         procter("ToolsCmd", procter_request({0, 1, 0}, {}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=1 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      "debug: tools_clean motor stop all: select=0 cmd=1 duty=0"} +
-                    stopped("5") + stopped("6") + stopped("7") +
-                    Steps{kCleanSkipped, kDirtySkipped} + kClawSkipped),
+                Steps{"debug: tools_clean motor stop all: select=0 cmd=1 duty=0"} + stopped("5") +
+                    stopped("6") + stopped("7") + Steps{kCleanSkipped, kDirtySkipped} +
+                    kClawSkipped),
         procter("ToolsDuty", procter_request({0, 0, -1}, {}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=-1 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      "debug: tools_clean motor stop all: select=0 cmd=0 duty=-1"} +
-                    stopped("5") + stopped("6") + stopped("7") +
-                    Steps{kCleanSkipped, kDirtySkipped} + kClawSkipped),
+                Steps{"debug: tools_clean motor stop all: select=0 cmd=0 duty=-1"} + stopped("5") +
+                    stopped("6") + stopped("7") + Steps{kCleanSkipped, kDirtySkipped} +
+                    kClawSkipped),
         procter("CleanSelect", procter_request({}, {-1, 0, 0}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 "
-                      "clean_select=-1 clean_duty=0 dirty_select=0 dirty_duty=0",
-                      kToolsSkipped,
+                Steps{kToolsSkipped,
                       "debug: multiplex_pump: channel=1 select=-1 cmd=0 duty=0 "
                       "valve_select=single open=false"} +
                     kCleanStopped + Steps{kDirtySkipped} + kClawSkipped),
         procter("CleanCmd", procter_request({}, {0, 1, 0}, {}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      kToolsSkipped,
+                Steps{kToolsSkipped,
                       "debug: multiplex_pump: channel=1 select=0 cmd=1 duty=0 "
                       "valve_select=single open=false"} +
                     kCleanStopped + Steps{kDirtySkipped} + kClawSkipped),
         procter("CleanDuty", procter_request({}, {0, 0, 1}, {}),
-                {"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                 "clean_duty=1 dirty_select=0 dirty_duty=0",
-                 kToolsSkipped,
+                {kToolsSkipped,
                  "debug: multiplex_pump: channel=1 select=0 cmd=0 duty=1 valve_select=single "
                  "open=true"},
                 refused(kNoValve)),
         procter("DirtySelect", procter_request({}, {}, {4, 0, 0}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=4 dirty_duty=0",
-                      kToolsSkipped, kCleanSkipped,
+                Steps{kToolsSkipped, kCleanSkipped,
                       "debug: multiplex_pump: channel=2 select=4 cmd=0 duty=0 "
                       "valve_select=bitmask open=false"} +
                     kDirtyStopped + kClawSkipped),
         procter("DirtyCmd", procter_request({}, {}, {0, -1, 0}),
-                Steps{"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                      "clean_duty=0 dirty_select=0 dirty_duty=0",
-                      kToolsSkipped, kCleanSkipped,
+                Steps{kToolsSkipped, kCleanSkipped,
                       "debug: multiplex_pump: channel=2 select=0 cmd=-1 duty=0 "
                       "valve_select=bitmask open=false"} +
                     kDirtyStopped + kClawSkipped),
         procter("DirtyDuty", procter_request({}, {}, {0, 0, 1}),
-                {"debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-                 "clean_duty=0 dirty_select=0 dirty_duty=1",
-                 kToolsSkipped, kCleanSkipped,
+                {kToolsSkipped, kCleanSkipped,
                  "debug: multiplex_pump: channel=2 select=0 cmd=0 duty=1 valve_select=bitmask "
                  "open=true"},
                 refused(kNoValve))),
@@ -924,9 +846,10 @@ const Steps kClawMove = {"debug: CMD_PROCTER tools_claw: cmd=1 duty=9 select=2",
 TEST_F(CleaningTools, MoveTheClawLastAndDropEveryMessage) {
   const OperateResult raised{true, {3, 2}, "raised, as it says"};
   gateway->otherwise([&](const Operation&) { return raised; });
-  const Steps steps = kMotorAndPumps + kClawMove;
+  const Request request = everything({2, 1, 9});
+  const Steps steps = Steps{procter_summary(request)} + kMotorAndPumps + kClawMove;
 
-  EXPECT_EQ(orchestrator().handle_procter(everything({2, 1, 9})), success());
+  EXPECT_EQ(orchestrator().handle_procter(request), success());
   EXPECT_EQ(journal.take(), record(steps, {count_operations(steps), raised}));
 }
 
@@ -934,21 +857,19 @@ TEST_F(CleaningTools, PassOnTheReplyOfAClawThatFails) {
   config.claw_retry_count = 0;
   const OperateResult hot{false, {}, "motor is hot"};
   gateway->then([&](const Operation&) { return hot; });
-  const Steps steps = {
-      "debug: CMD_PROCTER: tools_select=0 tools_cmd=0 tools_duty=0 clean_select=0 "
-      "clean_duty=0 dirty_select=0 dirty_duty=0",
-      kToolsSkipped,
-      kCleanSkipped,
-      kDirtySkipped,
-      "debug: CMD_PROCTER tools_claw: cmd=3 duty=-9 select=8",
-      "info: 收到爪子控制请求 工具14 收回 cmd=3 duty=-9",
-      "debug: tools_claw execute: motor14 op=claw_home",
-      on_clean("motor14", "claw_home", "[]", "tools_claw claw_home")};
+  const Request request = procter_request({}, {}, {}, {8, 3, -9});
+  const Steps steps = {procter_summary(request),
+                       kToolsSkipped,
+                       kCleanSkipped,
+                       kDirtySkipped,
+                       "debug: CMD_PROCTER tools_claw: cmd=3 duty=-9 select=8",
+                       "info: 收到爪子控制请求 工具14 收回 cmd=3 duty=-9",
+                       "debug: tools_claw execute: motor14 op=claw_home",
+                       on_clean("motor14", "claw_home", "[]", "tools_claw claw_home")};
   const std::string attempt = "tools_claw claw_home write failed: motor is hot";
   const std::string outcome = "tools_claw claw_home failed after 1 attempts: " + attempt;
 
-  EXPECT_EQ(orchestrator().handle_procter(procter_request({}, {}, {}, {8, 3, -9})),
-            failure(outcome));
+  EXPECT_EQ(orchestrator().handle_procter(request), failure(outcome));
   EXPECT_EQ(journal.take(),
             record(steps, {hot}) + (Lines{"debug: tools_claw attempt 1/1 failed: " + attempt,
                                           "warn: 工具14收回第 1/1 次尝试失败：" + attempt,

@@ -101,6 +101,25 @@ TEST_F(Frame, KnowsOneClawForEachMotorId) {
   }
 }
 
+// The number of recorded states is told by whether any claw counts as not lowered.
+TEST_F(Frame, RecordsNoStateWithoutClaws) {
+  config.claw_motor_ids = {};
+
+  orchestrator().on_emergency_active();
+
+  EXPECT_EQ(journal.take(),
+            (Lines{"debug: tools_claw emergency active (selfclean_board): need_lower=false"}));
+}
+
+TEST_F(Frame, RecordsAStateForASingleClaw) {
+  config.claw_motor_ids = {21};
+
+  orchestrator().on_emergency_active();
+
+  EXPECT_EQ(journal.take(),
+            (Lines{"debug: tools_claw emergency active (selfclean_board): need_lower=true"}));
+}
+
 TEST_F(Frame, StartsWithoutAnEmergencyAndWithoutClawsToLower) {
   orchestrator().on_emergency_recovered();
 

@@ -302,17 +302,22 @@ INSTANTIATE_TEST_SUITE_P(
     sequence_name);
 
 Sequence wheel_control(
-    const char* name, std::int32_t wheel_cmd, const char* line, bool value,
-    std::function<void(BottomCompatConfig&)> configure = [](auto&) {}) {
+    const char* name, std::int32_t wheel_cmd, const std::string& word, Step write,
+    std::function<void(BottomCompatConfig&)> configure = [](BottomCompatConfig&) {}) {
   Request request;
   request.wheel_cmd = wheel_cmd;
-  return {
-      name,
-      [request](auto& robot) { return robot.handle_wheel_control(request); },
-      {line, on_body("power_control", "set_bit", value ? "[0x01 0x05 0x01]" : "[0x01 0x05 0x00]",
-                     value ? "power_bit sub=1 bit=5 value=1" : "power_bit sub=1 bit=5 value=0")},
-      message_passed_on,
-      std::move(configure)};
+  return {name,
+          [request](auto& robot) { return robot.handle_wheel_control(request); },
+          {"debug: CMD_WHEEL_CONTROL: wheel_cmd=" + std::to_string(wheel_cmd) +
+               " mapped_value=" + word + " bottom_motor_stop_bit=5",
+           std::move(write)},
+          message_passed_on,
+          std::move(configure)};
+}
+
+Step wheel_bit(bool set) {
+  return on_body("power_control", "set_bit", set ? "[0x01 0x05 0x01]" : "[0x01 0x05 0x00]",
+                 set ? "power_bit sub=1 bit=5 value=1" : "power_bit sub=1 bit=5 value=0");
 }
 
 void invert_wheel_values(BottomCompatConfig& config) {
@@ -320,52 +325,27 @@ void invert_wheel_values(BottomCompatConfig& config) {
   config.wheel_unlock_value = true;
 }
 
+void move_wheel_bit(BottomCompatConfig& config) {
+  config.wheel_power_sub = 200;
+  config.wheel_power_bit = 254;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     WheelControl, BodyCommand,
-    testing::Values(
-        wheel_control("Unlocks", 0,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=0 mapped_value=unlock "
-                      "bottom_motor_stop_bit=5",
-                      false),
-        wheel_control("Locks", 1,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=1 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      true),
-        wheel_control("LocksAtTwo", 2,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=2 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      true),
-        wheel_control("LocksAtMinusOne", -1,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=-1 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      true),
-        wheel_control("LocksAtTheLowest", kInt32Min,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=-2147483648 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      true),
-        wheel_control("LocksAtTheHighest", kInt32Max,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=2147483647 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      true),
-        wheel_control("UnlocksWithTheConfiguredValue", 0,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=0 mapped_value=unlock "
-                      "bottom_motor_stop_bit=5",
-                      true, invert_wheel_values),
-        wheel_control("LocksWithTheConfiguredValue", 1,
-                      "debug: CMD_WHEEL_CONTROL: wheel_cmd=1 mapped_value=lock "
-                      "bottom_motor_stop_bit=5",
-                      false, invert_wheel_values),
-        Sequence{"LogsBitFiveWhateverIsConfigured",
-                 [](auto& robot) { return robot.handle_wheel_control({}); },
-                 {"debug: CMD_WHEEL_CONTROL: wheel_cmd=0 mapped_value=unlock "
-                  "bottom_motor_stop_bit=5",
-                  on_body("power_control", "set_bit", "[0xc8 0xfe 0x00]",
-                          "power_bit sub=200 bit=254 value=0")},
-                 message_passed_on,
-                 [](auto& config) {
-                   config.wheel_power_sub = 200;
-                   config.wheel_power_bit = 254;
-                 }}),
+    testing::Values(wheel_control("Unlocks", 0, "unlock", wheel_bit(false)),
+                    wheel_control("Locks", 1, "lock", wheel_bit(true)),
+                    wheel_control("LocksAtTwo", 2, "lock", wheel_bit(true)),
+                    wheel_control("LocksAtMinusOne", -1, "lock", wheel_bit(true)),
+                    wheel_control("LocksAtTheLowest", kInt32Min, "lock", wheel_bit(true)),
+                    wheel_control("LocksAtTheHighest", kInt32Max, "lock", wheel_bit(true)),
+                    wheel_control("UnlocksWithTheConfiguredValue", 0, "unlock", wheel_bit(true),
+                                  invert_wheel_values),
+                    wheel_control("LocksWithTheConfiguredValue", 1, "lock", wheel_bit(false),
+                                  invert_wheel_values),
+                    wheel_control("LogsBitFiveWhateverIsConfigured", 0, "unlock",
+                                  on_body("power_control", "set_bit", "[0xc8 0xfe 0x00]",
+                                          "power_bit sub=200 bit=254 value=0"),
+                                  move_wheel_bit)),
     sequence_name);
 
 INSTANTIATE_TEST_SUITE_P(
