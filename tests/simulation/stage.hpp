@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "gateway/operate_result.hpp"
+#include "tests/simulation/case.hpp"
+
+namespace vantrel_can_bridge::test::simulation {
+
+enum class Kind {
+  debug,
+  info,
+  warn,
+  call,       ///< text: board
+  answer,     ///< of the call before it; text: message
+  wait,       ///< text: its length
+  stop,       ///< the emergency stop is raised in the middle of a step ...
+  clear,      ///< ... or cleared
+  back,       ///< the step goes on after either
+  exception,  ///< thrown by the gateway or a callback; text: what
+  armed,      ///< the next wait is to be disturbed; text: how
+  reply,      ///< number: code; text: message
+  result,     ///< what an operation without a reply returned
+  claws,      ///< all recorded claw states, after the step
+};
+
+/// One thing that was seen. Fields that a kind does not use are empty.
+struct Entry {
+  Kind kind = Kind::debug;
+  std::string text = {};
+  std::string device = {};
+  std::string op = {};
+  Bytes bytes = {};
+  bool success = false;
+  std::int64_t number = 0;
+  int depth = 0;        ///< how many stops and clears are being handled
+  std::int64_t at = 0;  ///< the monotonic clock, nanoseconds; not kept for waits
+};
+
+bool operator==(const Entry& a, const Entry& b);
+
+/// One line for people.
+std::string show(const Entry& entry);
+
+using Record = std::vector<Entry>;
+
+/// The world around one orchestrator, real or model: plays the script of each step (the
+/// gateway's answers, the incidents) and records what happens.
+class Stage {
+ public:
+  explicit Stage(const Case& script) : script_(script) {}
+  Stage(const Stage&) = delete;
+  Stage& operator=(const Stage&) = delete;
+  virtual ~Stage() = default;
+
+  /// From now on the script of `step` is played, from its beginning.
+  void begin(const Step& step);
+  /// What happened since `begin`.
+  [[nodiscard]] Record finish();
+
+  void line(Kind channel, const std::string& text);
+  OperateResult call(const std::string& board, const std::string& device, const std::string& op,
+                     const Bytes& payload);
+  void add(Entry entry);
+
+ protected:
+  /// At the end of a wait that was neither cut short nor failed.
+  void waited();
+
+ private:
+  /// Enters the orchestrator as the bus's thread would.
+  virtual void raise_stop() = 0;
+  virtual void clear_stop() = 0;
+  virtual void advance_ms(std::int64_t duration) = 0;
+  virtual void interrupt_next_wait() = 0;
+  virtual void fail_next_wait() = 0;
+  [[nodiscard]] virtual std::int64_t now() const = 0;
+  /// Adds the waits since the last call to the record by `push`.
+  virtual void collect_waits() {}
+
+  void happen(Place where, std::int64_t number);
+  void happen(const Incident& incident);
+  void enter(Happening what);
+  [[nodiscard]] bool may_clear() const;
+  [[nodiscard]] Answer next_answer() const;
+
+ protected:
+  void push(Entry entry);
+
+ private:
+  const Case& script_;
+  const Step* step_ = nullptr;
+  Record record_;
+  std::int64_t calls_ = 0;
+  std::int64_t waits_ = 0;
+  std::int64_t lines_ = 0;
+  int depth_ = 0;
+  int clearing_ = 0;
+  std::string last_move_;
+};
+
+/// What is left of a wait of at least 1 ms that a signal cut short starts this much later.
+constexpr std::int64_t kInterruptAfterNs = 400'000;
+
+}  // namespace vantrel_can_bridge::test::simulation
