@@ -1,5 +1,6 @@
 #include "tests/simulation/case_text.hpp"
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 #include <stdexcept>
@@ -12,6 +13,13 @@ namespace {
 constexpr std::array<const char*, 5> kHappenings = {"stop", "clear", "exception", "interrupt",
                                                     "failure"};
 constexpr std::array<const char*, 3> kPlaces = {"call", "wait", "line"};
+
+// The visits as objects, which can be handed on.
+constexpr auto kChannels = [](auto& record, auto visitor) { visit_channels(record, visitor); };
+constexpr auto kConfig = [](auto& record, auto visitor) { visit_config(record, visitor); };
+constexpr auto kRequest = [](auto& record, auto visitor) { visit_request(record, visitor); };
+constexpr auto kArguments = [](auto& record, auto visitor) { visit_arguments(record, visitor); };
+constexpr auto kAnswer = [](auto& record, auto visitor) { visit_answer(record, visitor); };
 
 // --- Writing ---
 
@@ -163,39 +171,12 @@ Incident read_incident(const std::string& text) {
   return incident;
 }
 
-}  // namespace
-
-// The visitors as function objects, which can be handed on.
-#define VANTREL_VISIT(name) [](auto& record, auto visitor) { name(record, visitor); }
-
-std::string to_text(const Case& script) {
-  std::string out = line("channels", fields(script.channels, VANTREL_VISIT(visit_channels)));
-  out += line("config", fields(script.config, VANTREL_VISIT(visit_config)));
-  for (const Step& step : script.steps) {
-    out += "step " + step.operation + "\n";
-    out += line("  request", fields(step.request, VANTREL_VISIT(visit_request)));
-    out += line("  arguments", fields(step.arguments, VANTREL_VISIT(visit_arguments)));
-    for (const Answer& answer : step.answers) {
-      out += "  answer" + fields(answer, VANTREL_VISIT(visit_answer)) + "\n";
-    }
-    out += step.repeats ? "  repeat\n" : "";
-    for (const Incident& incident : step.incidents) {
-      out += std::string("  incident ") + kHappenings.at(static_cast<std::size_t>(incident.what)) +
-             " " + kPlaces.at(static_cast<std::size_t>(incident.where)) + " " +
-             std::to_string(incident.number) + "\n";
-    }
-  }
-  return out;
-}
-
-namespace {
-
 void read_line(const std::string& keyword, const std::string& rest, Case& script) {
   if (keyword == "channels") {
-    return read_fields(rest, script.channels, VANTREL_VISIT(visit_channels));
+    return read_fields(rest, script.channels, kChannels);
   }
   if (keyword == "config") {
-    return read_fields(rest, script.config, VANTREL_VISIT(visit_config));
+    return read_fields(rest, script.config, kConfig);
   }
   if (keyword == "step") {
     script.steps.emplace_back();
@@ -207,11 +188,11 @@ void read_line(const std::string& keyword, const std::string& rest, Case& script
   }
   Step& step = script.steps.back();
   if (keyword == "request") {
-    read_fields(rest, step.request, VANTREL_VISIT(visit_request));
+    read_fields(rest, step.request, kRequest);
   } else if (keyword == "arguments") {
-    read_fields(rest, step.arguments, VANTREL_VISIT(visit_arguments));
+    read_fields(rest, step.arguments, kArguments);
   } else if (keyword == "answer") {
-    read_fields(rest, step.answers.emplace_back(), VANTREL_VISIT(visit_answer));
+    read_fields(rest, step.answers.emplace_back(), kAnswer);
   } else if (keyword == "repeat") {
     step.repeats = true;
   } else if (keyword == "incident") {
@@ -223,7 +204,25 @@ void read_line(const std::string& keyword, const std::string& rest, Case& script
 
 }  // namespace
 
-#undef VANTREL_VISIT
+std::string to_text(const Case& script) {
+  std::string out = line("channels", fields(script.channels, kChannels));
+  out += line("config", fields(script.config, kConfig));
+  for (const Step& step : script.steps) {
+    out += "step " + step.operation + "\n";
+    out += line("  request", fields(step.request, kRequest));
+    out += line("  arguments", fields(step.arguments, kArguments));
+    for (const Answer& answer : step.answers) {
+      out += "  answer" + fields(answer, kAnswer) + "\n";
+    }
+    out += step.repeats ? "  repeat\n" : "";
+    for (const Incident& incident : step.incidents) {
+      out += std::string("  incident ") + kHappenings.at(static_cast<std::size_t>(incident.what)) +
+             " " + kPlaces.at(static_cast<std::size_t>(incident.where)) + " " +
+             std::to_string(incident.number) + "\n";
+    }
+  }
+  return out;
+}
 
 Case from_text(const std::string& text) {
   Case script;

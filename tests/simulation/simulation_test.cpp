@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -34,22 +35,32 @@ Options options;  // NOLINT: read from the command line before the tests run
 
 // --- A step that never ends (a mutex that was left locked, a loop) ends the program ---
 
-constexpr unsigned kLongestCaseSeconds = 120;
-char hang_message[100];  // NOLINT: a signal handler can look nowhere else
+constexpr unsigned kLongestCaseSeconds = 30;  // one takes milliseconds
+char hang_message[100];                       // NOLINT: a signal handler can look nowhere else
 
 void report_hang(int) {
   static_cast<void>(!write(STDERR_FILENO, hang_message, std::strlen(hang_message)));
   _exit(EXIT_FAILURE);
 }
 
-void watch(std::uint64_t seed) {
-  std::snprintf(hang_message, sizeof hang_message, "A step never ended: --seed %llu --steps 1\n",
-                static_cast<unsigned long long>(seed));
-  alarm(kLongestCaseSeconds);
-}
+/// Guards the playing of one case.
+class Watchdog {
+ public:
+  explicit Watchdog(std::uint64_t seed) {
+    std::snprintf(hang_message, sizeof hang_message, "A step never ended: --seed %llu --steps 1\n",
+                  static_cast<unsigned long long>(seed));
+    alarm(kLongestCaseSeconds);
+  }
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+  ~Watchdog() { alarm(0); }
+};
 
 std::string report(std::uint64_t seed, const Case& script, const Failure& failure) {
-  const Case small = shrink(script, [](const Case& c) { return play(c).has_value(); });
+  const Case small = shrink(script, [seed](const Case& c) {
+    const Watchdog watchdog(seed);
+    return play(c).has_value();
+  });
   std::ostringstream out;
   out << "Step " << failure.step + 1 << " of " << script.steps.size() << " fails.\nReplay: --seed "
       << seed << " --steps 1, or --replay a file with this shrunk case:\n\n"
@@ -65,7 +76,7 @@ TEST(Simulation, AgreesWithItsModelAndKeepsItsInvariants) {
   std::uint64_t cases = 0;
   for (; steps < options.steps; ++cases) {
     const std::uint64_t seed = options.seed + cases;
-    watch(seed);
+    const Watchdog watchdog(seed);
     const Case script = generate(seed);
     if (const auto failure = play(script)) {
       FAIL() << report(seed, script, *failure);
@@ -121,7 +132,7 @@ TEST(Simulation, ReachesTheRareOutcomes) {
     }
   };
   for (std::uint64_t seed = 1; seed < 2'000 && !missing.empty(); ++seed) {
-    watch(seed);
+    const Watchdog watchdog(seed);
     ASSERT_FALSE(play(generate(seed), {}, strike)) << "seed " << seed;
   }
   EXPECT_EQ(missing, std::set<std::string>{});
@@ -246,9 +257,9 @@ int usage(const std::string& problem) {
 }
 
 bool read_number(const char* text, std::uint64_t& number) {
-  char* end = nullptr;
-  number = std::strtoull(text, &end, 10);
-  return end != text && *end == '\0';
+  const char* end = text + std::strlen(text);
+  const auto [rest, error] = std::from_chars(text, end, number);
+  return error == std::errc{} && rest == end;
 }
 
 int read_options(int argc, char** argv) {

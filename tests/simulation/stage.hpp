@@ -66,18 +66,21 @@ class Stage {
   void add(Entry entry);
 
  protected:
+  /// Records what happens right now. Waits are recorded before anything that follows them.
+  void push(Entry entry);
   /// At the end of a wait that was neither cut short nor failed.
   void waited();
 
  private:
-  /// Enters the orchestrator as the bus's thread would.
+  /// Enter the orchestrator as the bus's thread would.
   virtual void raise_stop() = 0;
   virtual void clear_stop() = 0;
+
   virtual void advance_ms(std::int64_t duration) = 0;
   virtual void interrupt_next_wait() = 0;
   virtual void fail_next_wait() = 0;
   [[nodiscard]] virtual std::int64_t now() const = 0;
-  /// Adds the waits since the last call to the record by `push`.
+  /// Pushes the waits since the last call; a model records its waits itself.
   virtual void collect_waits() {}
 
   void happen(Place where, std::int64_t number);
@@ -86,10 +89,6 @@ class Stage {
   [[nodiscard]] bool may_clear() const;
   [[nodiscard]] Answer next_answer() const;
 
- protected:
-  void push(Entry entry);
-
- private:
   const Case& script_;
   const Step* step_ = nullptr;
   Record record_;
@@ -101,7 +100,7 @@ class Stage {
   std::string last_move_;
 };
 
-/// What is left of a wait of at least 1 ms that a signal cut short starts this much later.
+/// How long an interrupted wait has lasted by then; every wait is longer.
 constexpr std::int64_t kInterruptAfterNs = 400'000;
 
 }  // namespace vantrel_can_bridge::test::simulation
