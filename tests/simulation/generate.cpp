@@ -116,7 +116,7 @@ void set_claws(Dice& dice, Config& config) {
                        : config.claw_motor_ids.size());
   config.claw_poll_interval_ms = field<std::int64_t>(dice, {0, -5, 9, 10, 11, 50, 500});
   config.claw_timeout_ms = field<std::int64_t>(dice, {0, -1, 10, 20, 50, 100, 400, 1'000});
-  config.claw_retry_count = field<std::int64_t>(dice, {0, 1, 2, 3, -5});
+  config.claw_retry_count = dice.percent(5) ? kMost : field<std::int64_t>(dice, {0, 1, 2, 3, -5});
   config.claw_retry_backoff_ms = field<std::int64_t>(dice, {0, -1, 1, 300, 1'500});
   config.claw_emergency_recovery = dice.percent(75);
   config.claw_recovery_budget_ms = field<std::int64_t>(dice, {0, 1, 30, 100, 400, 60'000, -1});

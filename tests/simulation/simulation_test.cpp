@@ -120,7 +120,6 @@ TEST(Simulation, ReachesTheRareOutcomes) {
       "valve_group close",
       "log full",
       "gateway gone",
-      "too many calls",
       "unknown bottom command",
       "unsupported after bottom migration",
   };
@@ -136,6 +135,25 @@ TEST(Simulation, ReachesTheRareOutcomes) {
     ASSERT_FALSE(play(generate(seed), {}, strike)) << "seed " << seed;
   }
   EXPECT_EQ(missing, std::set<std::string>{});
+}
+
+TEST(Simulation, EndsAClawThatHasEndlessAttempts) {
+  const Watchdog watchdog(0);
+  bool ended = false;
+  const Observer look = [&ended](const Step&, const Record& record) {
+    for (const Entry& entry : record) {
+      ended = ended || entry.text == "passed on: too many calls";
+    }
+  };
+  const Case script = from_text(
+      "config claw_motor_ids=[11] claw_retry_count=9223372036854775807\n"
+      "step claw_execute\n"
+      "  arguments target=1\n"
+      "  answer success=0\n"
+      "  repeat\n");
+
+  EXPECT_FALSE(play(script, {}, look));
+  EXPECT_TRUE(ended);
 }
 
 // --- The simulation finds a fault, and says what it is ---
