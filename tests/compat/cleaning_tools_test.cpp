@@ -54,6 +54,9 @@ TEST_P(CleaningCommand, EndsAtWhicheverOperationFails) {
 }
 TEST_P(CleaningCommand, PassesOnWhatTheGatewayThrows) { expect_gateway_exceptions_to_pass(); }
 
+class SilentCleaningCommand : public SequenceTest {};
+TEST_P(SilentCleaningCommand, SendsNothing) { expect_lines_alone(); }
+
 class CleaningTools : public OrchestratorTest {
  protected:
   VirtualTime time{journal};
@@ -162,7 +165,12 @@ INSTANTIATE_TEST_SUITE_P(
         end_tool_pump("OtherChannel", 1, 40,
                       {"debug: CMD_HANDLE_PUMP: channel=5 cmd=1 duty=40",
                        pump("[0x05 0x28 0x00]", "pump channel=5 target=40")},
-                      message_passed_on, end_tool_channel(5)),
+                      message_passed_on, end_tool_channel(5))),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    EndToolPump, SilentCleaningCommand,
+    testing::Values(
         end_tool_pump("RefusesChannelZero", 1, 40,
                       {"debug: CMD_HANDLE_PUMP: channel=0 cmd=1 duty=40"},
                       refused("pump channel out of range"), end_tool_channel(0)),
@@ -201,23 +209,27 @@ Sequence valves(const char* name, Numbers list, std::int32_t select, bool open, 
 
 INSTANTIATE_TEST_SUITE_P(
     Valves, CleaningCommand,
+    testing::Values(valves("OpensTheGroup", {0, 3, 12}, 0, true,
+                           {valve("[0x09 0x09]", "valves select=0 open=true")}),
+                    valves("ClosesTheGroup", {0, 3, 12}, -5, false,
+                           {valve("[0x09 0x00]", "valves select=-5 open=false")}),
+                    valves("ClosesTheGroupOfTheLowestSelect", {0, 3, 12}, kInt32Min, false,
+                           {valve("[0x09 0x00]", "valves select=-2147483648 open=false")}),
+                    valves("OpensAnEmptyGroup", {}, 0, true,
+                           {valve("[0x00 0x00]", "valves select=0 open=true")}),
+                    valves("ClosesAGroupWithoutValves", {8, -1}, -1, false,
+                           {valve("[0x00 0x00]", "valves select=-1 open=false")}),
+                    valves("OpensOne", {0, 3, 12}, 2, true,
+                           {valve("[0x08 0x08]", "valves select=2 open=true")}),
+                    valves("ClosesOne", {0, 3, 12}, 1, false,
+                           {valve("[0x01 0x00]", "valves select=1 open=false")}),
+                    valves("OpensTheHighestValve", {7}, 1, true,
+                           {valve("[0x80 0x80]", "valves select=1 open=true")})),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    Valves, SilentCleaningCommand,
     testing::Values(
-        valves("OpensTheGroup", {0, 3, 12}, 0, true,
-               {valve("[0x09 0x09]", "valves select=0 open=true")}),
-        valves("ClosesTheGroup", {0, 3, 12}, -5, false,
-               {valve("[0x09 0x00]", "valves select=-5 open=false")}),
-        valves("ClosesTheGroupOfTheLowestSelect", {0, 3, 12}, kInt32Min, false,
-               {valve("[0x09 0x00]", "valves select=-2147483648 open=false")}),
-        valves("OpensAnEmptyGroup", {}, 0, true,
-               {valve("[0x00 0x00]", "valves select=0 open=true")}),
-        valves("ClosesAGroupWithoutValves", {8, -1}, -1, false,
-               {valve("[0x00 0x00]", "valves select=-1 open=false")}),
-        valves("OpensOne", {0, 3, 12}, 2, true,
-               {valve("[0x08 0x08]", "valves select=2 open=true")}),
-        valves("ClosesOne", {0, 3, 12}, 1, false,
-               {valve("[0x01 0x00]", "valves select=1 open=false")}),
-        valves("OpensTheHighestValve", {7}, 1, true,
-               {valve("[0x80 0x80]", "valves select=1 open=true")}),
         valves("RefusesAnEntryAboveTheValves", {0, 3, 12}, 4, true, {},
                refused("valve bit out of range")),
         valves("RefusesEight", {8}, 1, true, {}, refused("valve bit out of range")),
@@ -338,7 +350,12 @@ INSTANTIATE_TEST_SUITE_P(
         pump_select("RefusesASelectedBadChannel", {4'294'967'297}, {0}, 1, 1, 50,
                     {"debug: pump_select: select=1 cmd=1 duty=50 open=true",
                      valve("[0x01 0x01]", "valves select=1 open=true")},
-                    refused("pump channel out of range")),
+                    refused("pump channel out of range"))),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    PumpSelect, SilentCleaningCommand,
+    testing::Values(
         pump_select("RefusesTwoBits", {1, 2}, {0, 1}, 3, 1, 50,
                     {"debug: pump_select: select=3 cmd=1 duty=50 open=true"},
                     refused("unsupported valve select: 3")),
@@ -375,34 +392,38 @@ constexpr char kNoValve[] = "pump select has no valid valve bit";
 
 INSTANTIATE_TEST_SUITE_P(
     MultiplexOn, CleaningCommand,
+    testing::Values(multiplex("Single", 1, {1, 5}, Single, 2, 1, 30,
+                              {valve("[0x22 0x20]", "valve_group open values=32"), "wait: 200ms",
+                               pump("[0x01 0x1e 0x00]", "pump channel=1 target=30")}),
+                    multiplex("SingleFourth", 4, {2, 3, 9, 7}, Single, 8, 2, 150,
+                              {valve("[0x8c 0x80]", "valve_group open values=128"), "wait: 200ms",
+                               pump("[0x04 0x64 0x00]", "pump channel=4 target=100")}),
+                    multiplex("BitmaskSkipsInvalidEntries", 2, {0, 9, 2}, Bitmask, 7, 1, 30,
+                              {valve("[0x05 0x05]", "valve_group open values=5"), "wait: 200ms",
+                               pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
+                    multiplex("BitmaskOfTwo", 2, {1, 2, 3}, Bitmask, 3, 1, 30,
+                              {valve("[0x0e 0x06]", "valve_group open values=6"), "wait: 200ms",
+                               pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
+                    multiplex("BitmaskOfAllBits", 2, {7, 6, 5, 4, 3, 2, 1, 0}, Bitmask, -1, 1, 30,
+                              {valve("[0xff 0xff]", "valve_group open values=255"), "wait: 200ms",
+                               pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
+                    multiplex("NegativeDuty", 3, {1}, Single, 1, 1, -20,
+                              {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                               pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
+                    multiplex("LowestDuty", 3, {1}, Single, 1, 1, kInt32Min,
+                              {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                               pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
+                    multiplex("CommandZero", 3, {1}, Single, 1, 0, 50,
+                              {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
+                               pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
+                    multiplex("LeavesValvesOpenBeforeABadChannel", 257, {1}, Single, 1, 1, 50,
+                              {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms"},
+                              refused("pump channel out of range"))),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    MultiplexOn, SilentCleaningCommand,
     testing::Values(
-        multiplex("Single", 1, {1, 5}, Single, 2, 1, 30,
-                  {valve("[0x22 0x20]", "valve_group open values=32"), "wait: 200ms",
-                   pump("[0x01 0x1e 0x00]", "pump channel=1 target=30")}),
-        multiplex("SingleFourth", 4, {2, 3, 9, 7}, Single, 8, 2, 150,
-                  {valve("[0x8c 0x80]", "valve_group open values=128"), "wait: 200ms",
-                   pump("[0x04 0x64 0x00]", "pump channel=4 target=100")}),
-        multiplex("BitmaskSkipsInvalidEntries", 2, {0, 9, 2}, Bitmask, 7, 1, 30,
-                  {valve("[0x05 0x05]", "valve_group open values=5"), "wait: 200ms",
-                   pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
-        multiplex("BitmaskOfTwo", 2, {1, 2, 3}, Bitmask, 3, 1, 30,
-                  {valve("[0x0e 0x06]", "valve_group open values=6"), "wait: 200ms",
-                   pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
-        multiplex("BitmaskOfAllBits", 2, {7, 6, 5, 4, 3, 2, 1, 0}, Bitmask, -1, 1, 30,
-                  {valve("[0xff 0xff]", "valve_group open values=255"), "wait: 200ms",
-                   pump("[0x02 0x1e 0x00]", "pump channel=2 target=30")}),
-        multiplex("NegativeDuty", 3, {1}, Single, 1, 1, -20,
-                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
-                   pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
-        multiplex("LowestDuty", 3, {1}, Single, 1, 1, kInt32Min,
-                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
-                   pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
-        multiplex("CommandZero", 3, {1}, Single, 1, 0, 50,
-                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms",
-                   pump("[0x03 0x00 0x00]", "pump channel=3 target=0")}),
-        multiplex("LeavesValvesOpenBeforeABadChannel", 257, {1}, Single, 1, 1, 50,
-                  {valve("[0x02 0x02]", "valve_group open values=2"), "wait: 200ms"},
-                  refused("pump channel out of range")),
         multiplex("RefusesAnEmptyGroup", kInt64Min, {}, Single, 1, 1, 30, {}, refused(kNoGroup)),
         multiplex("RefusesAGroupWithoutValves", kInt64Max, {8, -1}, Bitmask, -1, 1, 30, {},
                   refused(kNoGroup)),
@@ -425,8 +446,12 @@ INSTANTIATE_TEST_SUITE_P(
                                valve("[0x0c 0x00]", "valve_group close")}),
                     multiplex("BitmaskClosesTheWholeGroup", 5, {0, 7, 12}, Bitmask, 1, kInt32Min, 0,
                               {pump("[0x05 0x00 0x00]", "pump channel=5 target=0"), "wait: 200ms",
-                               valve("[0x81 0x00]", "valve_group close")}),
-                    multiplex("LeavesValvesAloneAtABadChannel", 0, {2, 3}, Single, 1, 1, 0, {},
+                               valve("[0x81 0x00]", "valve_group close")})),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    MultiplexOff, SilentCleaningCommand,
+    testing::Values(multiplex("LeavesValvesAloneAtABadChannel", 0, {2, 3}, Single, 1, 1, 0, {},
                               refused("pump channel out of range")),
                     multiplex("RefusesAnEmptyGroup", 1, {}, Single, 1, 0, 0, {}, refused(kNoGroup)),
                     multiplex("RefusesAGroupWithoutValves", 1, {8, -1}, Bitmask, 1, 0, 0, {},
@@ -533,14 +558,18 @@ INSTANTIATE_TEST_SUITE_P(
                    Steps{"debug: tools_clean motor select=1 mapped_slot=9223372036854775807 "
                          "duty=50"} +
                        started("9223372036854775807", "[0xdc 0x05]", "1500"),
-                   message_passed_on, slots({kInt64Max})),
-        motor_slot("NothingForTheFourthTool", 8, 1, 10, {}, message_dropped),
-        motor_slot("NothingForTheFourthToolEvenIfItExists", 8, 1, 10, {}, message_dropped,
-                   slots({5, 6, 7, 8})),
-        motor_slot("RefusesASlotThatIsMissing", 4, 1, 50, {},
-                   refused("tools_clean select out of range"), slots({5, 6})),
-        motor_slot("RefusesTheFirstOfNoSlots", 1, 1, 50, {},
-                   refused("tools_clean select out of range"), slots({}))),
+                   message_passed_on, slots({kInt64Max}))),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    MotorStart, SilentCleaningCommand,
+    testing::Values(motor_slot("NothingForTheFourthTool", 8, 1, 10, {}, message_dropped),
+                    motor_slot("NothingForTheFourthToolEvenIfItExists", 8, 1, 10, {},
+                               message_dropped, slots({5, 6, 7, 8})),
+                    motor_slot("RefusesASlotThatIsMissing", 4, 1, 50, {},
+                               refused("tools_clean select out of range"), slots({5, 6})),
+                    motor_slot("RefusesTheFirstOfNoSlots", 1, 1, 50, {},
+                               refused("tools_clean select out of range"), slots({}))),
     sequence_name);
 
 /// A start of the first motor whose target is what this is about.
@@ -607,9 +636,6 @@ INSTANTIATE_TEST_SUITE_P(
                    Steps{"debug: tools_clean motor stop all: select=-1 cmd=0 duty=7"} +
                        stopped("6") + stopped("5"),
                    message_dropped, slots({6, 5})),
-        motor_slot("AllOfNone", 3, 9, -1,
-                   {"debug: tools_clean motor stop all: select=3 cmd=9 duty=-1"}, message_dropped,
-                   slots({})),
         motor_slot("AllForTheFourthTool", 8, 0, 10,
                    Steps{"debug: tools_clean motor stop all: select=8 cmd=0 duty=10"} +
                        stopped("1") + stopped("2") + stopped("3") + stopped("4"),
@@ -622,11 +648,18 @@ INSTANTIATE_TEST_SUITE_P(
                    Steps{"debug: tools_clean motor stop all: select=-9223372036854775808 "
                          "cmd=-2147483648 duty=0"} +
                        stopped("5"),
-                   message_dropped, slots({5})),
-        motor_slot("RefusesASlotThatIsMissing", 4, 0, 0, {},
-                   refused("tools_clean select out of range"), slots({5, 6})),
-        motor_slot("RefusesTheSecondOfOne", 2, 1, -1, {},
-                   refused("tools_clean select out of range"), slots({5}))),
+                   message_dropped, slots({5}))),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    MotorStop, SilentCleaningCommand,
+    testing::Values(motor_slot("AllOfNone", 3, 9, -1,
+                               {"debug: tools_clean motor stop all: select=3 cmd=9 duty=-1"},
+                               message_dropped, slots({})),
+                    motor_slot("RefusesASlotThatIsMissing", 4, 0, 0, {},
+                               refused("tools_clean select out of range"), slots({5, 6})),
+                    motor_slot("RefusesTheSecondOfOne", 2, 1, -1, {},
+                               refused("tools_clean select out of range"), slots({5}))),
     sequence_name);
 
 TEST_F(CleaningTools, TakeEveryRunningMotorSelectAsOneHotFourthToolOrUnsupported) {
@@ -744,8 +777,6 @@ const Steps kDirtyStopped = {pump("[0x02 0x00 0x00]", "pump channel=2 target=0")
 INSTANTIATE_TEST_SUITE_P(
     Procter, CleaningCommand,
     testing::Values(
-        procter("SkipsWhatIsEmpty", procter_request({}, {}, {}),
-                Steps{kToolsSkipped, kCleanSkipped, kDirtySkipped} + kClawSkipped),
         procter("DrivesEverything", everything(), kMotorAndPumps + kClawSkipped),
         procter("LogsExtremes",
                 procter_request({kInt32Min, kInt32Max, 0}, {kInt32Max, kInt32Min, 0},
@@ -759,6 +790,16 @@ INSTANTIATE_TEST_SUITE_P(
                     Steps{"debug: multiplex_pump: channel=2 select=-2147483648 cmd=2147483647 "
                           "duty=-2147483648 valve_select=bitmask open=true"},
                 refused(kNoValve)),
+        procter("EndsWithTheReplyOfTheClaw", everything({2, 1, 9}),
+                kMotorAndPumps + Steps{"debug: CMD_PROCTER tools_claw: cmd=1 duty=9 select=2"},
+                refused("tools_claw disabled"), [](auto& config) { config.claw_enabled = false; })),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    Procter, SilentCleaningCommand,
+    testing::Values(
+        procter("SkipsWhatIsEmpty", procter_request({}, {}, {}),
+                Steps{kToolsSkipped, kCleanSkipped, kDirtySkipped} + kClawSkipped),
         procter("EndsAtAMotorThatIsMissing",
                 procter_request({4, 1, 50}, {1, 1, 50}, {1, 1, 50}, {1, 1, 0}), {},
                 refused("tools_clean select out of range"), slots({5, 6})),
@@ -777,9 +818,6 @@ INSTANTIATE_TEST_SUITE_P(
                  "debug: multiplex_pump: channel=1 select=3 cmd=1 duty=50 valve_select=single "
                  "open=true"},
                 refused(kNoValve)),
-        procter("EndsWithTheReplyOfTheClaw", everything({2, 1, 9}),
-                kMotorAndPumps + Steps{"debug: CMD_PROCTER tools_claw: cmd=1 duty=9 select=2"},
-                refused("tools_claw disabled"), [](auto& config) { config.claw_enabled = false; }),
         procter("LetsTheClawJudgeItsOwnFields", procter_request({}, {}, {}, {3, 2, 0}),
                 {kToolsSkipped, kCleanSkipped, kDirtySkipped,
                  "debug: CMD_PROCTER tools_claw: cmd=2 duty=0 select=3"},
@@ -812,11 +850,6 @@ INSTANTIATE_TEST_SUITE_P(
                       "debug: multiplex_pump: channel=1 select=0 cmd=1 duty=0 "
                       "valve_select=single open=false"} +
                     kCleanStopped + Steps{kDirtySkipped} + kClawSkipped),
-        procter("CleanDuty", procter_request({}, {0, 0, 1}, {}),
-                {kToolsSkipped,
-                 "debug: multiplex_pump: channel=1 select=0 cmd=0 duty=1 valve_select=single "
-                 "open=true"},
-                refused(kNoValve)),
         procter("DirtySelect", procter_request({}, {}, {4, 0, 0}),
                 Steps{kToolsSkipped, kCleanSkipped,
                       "debug: multiplex_pump: channel=2 select=4 cmd=0 duty=0 "
@@ -826,7 +859,17 @@ INSTANTIATE_TEST_SUITE_P(
                 Steps{kToolsSkipped, kCleanSkipped,
                       "debug: multiplex_pump: channel=2 select=0 cmd=-1 duty=0 "
                       "valve_select=bitmask open=false"} +
-                    kDirtyStopped + kClawSkipped),
+                    kDirtyStopped + kClawSkipped)),
+    sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(
+    ProcterWithOneField, SilentCleaningCommand,
+    testing::Values(
+        procter("CleanDuty", procter_request({}, {0, 0, 1}, {}),
+                {kToolsSkipped,
+                 "debug: multiplex_pump: channel=1 select=0 cmd=0 duty=1 valve_select=single "
+                 "open=true"},
+                refused(kNoValve)),
         procter("DirtyDuty", procter_request({}, {}, {0, 0, 1}),
                 {kToolsSkipped, kCleanSkipped,
                  "debug: multiplex_pump: channel=2 select=0 cmd=0 duty=1 valve_select=bitmask "

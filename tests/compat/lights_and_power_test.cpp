@@ -166,6 +166,9 @@ TEST_P(BodyCommand, DoesEveryStepInOrder) { expect_every_step_in_order(); }
 TEST_P(BodyCommand, EndsAtWhicheverOperationFails) { expect_end_at_whichever_operation_fails(); }
 TEST_P(BodyCommand, PassesOnWhatTheGatewayThrows) { expect_gateway_exceptions_to_pass(); }
 
+class SilentBodyCommand : public SequenceTest {};
+TEST_P(SilentBodyCommand, SendsNothing) { expect_lines_alone(); }
+
 /// Every light field has a value of its own: one that is mixed up shows.
 Request light_request(std::uint32_t bottom, std::uint32_t left, std::uint32_t right) {
   Request request;
@@ -204,8 +207,6 @@ INSTANTIATE_TEST_SUITE_P(
             {on_body("any_light", "set_led", "[0xab 0xcd 0xef 0xff 0x02 0x01]",
                      "led rgb=4289449455")},
             message_passed_on},
-        operate_light("NothingAtZero", 0, 0, 0,
-                      {"debug: CMD_OPERATE_LIGHT: bottom_rgb=0 left_rgb=0 right_rgb=0"}),
         operate_light("Both", 0xFF8000, 0, 0,
                       {"debug: CMD_OPERATE_LIGHT: bottom_rgb=16744448 left_rgb=0 right_rgb=0",
                        led("left_light", "[0xff 0x80 0x00 0x11 0x21 0x22]", "16744448"),
@@ -239,6 +240,12 @@ INSTANTIATE_TEST_SUITE_P(
                        led("left_light", "[0xff 0xff 0xff 0x11 0x21 0x22]", "4294967295"),
                        led("right_light", "[0xff 0xff 0xff 0x11 0x21 0x22]", "4294967295")})),
     sequence_name);
+
+INSTANTIATE_TEST_SUITE_P(OperateLight, SilentBodyCommand,
+                         testing::Values(operate_light(
+                             "NothingAtZero", 0, 0, 0,
+                             {"debug: CMD_OPERATE_LIGHT: bottom_rgb=0 left_rgb=0 right_rgb=0"})),
+                         sequence_name);
 
 Sequence fill_light(const char* name, std::uint32_t rgb, Steps steps) {
   Request request = light_request(1, 2, 3);

@@ -51,6 +51,7 @@ class SequenceTest : public OrchestratorTest, public testing::WithParamInterface
   /// and of the messages at most the last one is in the reply.
   void expect_every_step_in_order() {
     const Sequence& sequence = GetParam();
+    ASSERT_GT(count_operations(sequence.steps), 0U);
     std::vector<OperateResult> results;
     for (std::size_t i = 0; i < count_operations(sequence.steps); ++i) {
       results.push_back({true, {0xDE, 0xAD}, "done " + std::to_string(i)});
@@ -59,15 +60,25 @@ class SequenceTest : public OrchestratorTest, public testing::WithParamInterface
 
     const BottomCompatReply reply = sequence.act(orchestrator());
 
-    EXPECT_EQ(reply, sequence.reply(results.empty() ? "" : results.back().message));
+    EXPECT_EQ(reply, sequence.reply(results.back().message));
     EXPECT_EQ(journal.take(), record(sequence.steps, results));
     EXPECT_EQ(gateway->unused_answers(), 0U);
+  }
+
+  /// There is no operation in the sequence, and none is sent.
+  void expect_lines_alone() {
+    const Sequence& sequence = GetParam();
+    ASSERT_EQ(count_operations(sequence.steps), 0U);
+
+    EXPECT_EQ(sequence.act(orchestrator()), sequence.reply(""));
+    EXPECT_EQ(journal.take(), record(sequence.steps));
   }
 
   /// Whichever operation fails, it is the last one, and its message is the reply. One
   /// orchestrator serves all rounds: a failure leaves nothing behind.
   void expect_end_at_whichever_operation_fails() {
     const Sequence& sequence = GetParam();
+    ASSERT_GT(count_operations(sequence.steps), 0U);
     for (std::size_t n = 0; n < count_operations(sequence.steps); ++n) {
       SCOPED_TRACE("operation " + std::to_string(n) + " fails");
       std::vector<OperateResult> results(n, OperateResult{true, {}, "done"});
@@ -86,6 +97,7 @@ class SequenceTest : public OrchestratorTest, public testing::WithParamInterface
   /// the same request works again afterwards.
   void expect_gateway_exceptions_to_pass() {
     const Sequence& sequence = GetParam();
+    ASSERT_GT(count_operations(sequence.steps), 0U);
     for (std::size_t n = 0; n < count_operations(sequence.steps); ++n) {
       SCOPED_TRACE("operation " + std::to_string(n) + " throws");
       answer_with(std::vector<OperateResult>(n, OperateResult{true, {}, {}}));
