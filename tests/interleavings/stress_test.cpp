@@ -251,6 +251,7 @@ TEST_F(Stress, AllEntryPointsAtOnceKeepTheirPromises) {
   keep_requesting(light_requests());
   keep_requesting(light_requests());
   keep_requesting(actuator_requests());
+  keep_requesting(actuator_requests());
   keep_requesting(claw_requests());
   keep_requesting(claw_requests());
   keep_asking();
