@@ -4,6 +4,8 @@
 #include <functional>
 #include <ostream>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/faults/robot.hpp"
@@ -13,15 +15,19 @@ namespace vantrel_can_bridge::test {
 /// One way into the orchestrator, to be met by every fault.
 struct Command {
   std::string name;
-  std::function<void(Robot&)> prepare;           // undisturbed, before the faults
+  std::function<void(Robot&)> prepare;           // undisturbed
   std::function<BottomCompatReply(Robot&)> run;  // an event replies success
+  std::function<void(Robot&)> disturb = nullptr;
 
-  /// A robot on which it can be run.
+  /// Makes `robot` one on which it can be run.
   void set_up(Robot& robot) const {
     if (prepare) {
       prepare(robot);
     }
     robot.start_watching();
+    if (disturb) {
+      disturb(robot);
+    }
   }
 };
 inline void PrintTo(const Command& command, std::ostream* out) { *out << command.name; }
@@ -95,56 +101,68 @@ inline std::vector<Command> every_command() {
   return commands;
 }
 
+/// A stop in the middle of a command. It meets no fault itself: those are the command's.
+inline void stop_from_another_thread(Robot& robot) {
+  const TestsOwn own;
+  const auto on_line = std::exchange(robot.on_line, nullptr);
+  std::thread([&robot] { robot->on_emergency_active(); }).join();
+  robot.on_line = on_line;
+}
+
 /// Courses that only trouble leads to, with lines and texts that no healthy run has. Their
 /// boards answer from a script, or not at all.
 inline std::vector<Command> every_troubled_command() {
+  const auto raise = [](Robot& robot) { return robot->claw_execute(0, ClawState::Raised); };
+  const auto lower = [](Robot& robot) { return robot->claw_execute(0, ClawState::Lowered); };
+  const auto request_raise = [](Robot& robot) {
+    Request request;
+    request.tools_claw_cmd = request.tools_claw_select = 1;
+    return robot->handle(request);
+  };
+  const auto be_stopped = [](Robot& robot) { stop(robot); };
   const auto refuse_all = [](Robot& robot) {
     robot.fault = [](const Operation&, const Robot::Boards&) {
       return OperateResult{false, {}, "bus off"};
     };
   };
-  std::vector<Command> commands;
-  commands.push_back({"RaiseThroughRetries", nullptr, [](Robot& robot) {
-                        robot.gateway->then_fail("bus off");
-                        robot.gateway->then_succeed();
-                        robot.gateway->then_fail("no answer");
-                        robot.gateway->then_data({5, 0});
-                        return robot->claw_execute(0, ClawState::Raised);
-                      }});
-  commands.push_back({"LowerGivesUp", nullptr, [refuse_all](Robot& robot) {
-                        refuse_all(robot);
-                        return robot->claw_execute(0, ClawState::Lowered);
-                      }});
-  commands.push_back({"RaiseTimesOut", nullptr, [](Robot& robot) {
-                        robot.fault = [](const Operation&, const Robot::Boards&) {
-                          return OperateResult{true, {1, 0}, {}};
-                        };
-                        return robot->claw_execute(0, ClawState::Raised);
-                      }});
-  commands.push_back({"RefusedDuringStop", [](Robot& robot) { stop(robot); },
-                      [](Robot& robot) { return robot->claw_execute(0, ClawState::Raised); }});
-  commands.push_back({"ClearWithoutAnswers", [](Robot& robot) { stop(robot); },
-                      [refuse_all](Robot& robot) {
-                        refuse_all(robot);
-                        return clear(robot);
-                      }});
-  commands.push_back(
-      {"ClearThatCannotLower", [](Robot& robot) { stop(robot); },
-       [](Robot& robot) {
-         robot.fault = [](const Operation& operation, const Robot::Boards& boards) {
-           return operation.op == "claw_home" ? OperateResult{false, {}, "stuck"} : boards();
-         };
-         return clear(robot);
-       }});
-  commands.push_back({"ClearPastItsBudget", [](Robot& robot) { stop(robot); },
-                      [](Robot& robot) {
-                        robot.fault = [&robot](const Operation&, const Robot::Boards& boards) {
-                          robot.time.advance(std::chrono::hours(1));
-                          return boards();
-                        };
-                        return clear(robot);
-                      }});
-  return commands;
+  const auto fail_often = [](Robot& robot) {
+    robot.gateway->then_fail("bus off");
+    robot.gateway->then_succeed();
+    robot.gateway->then_fail("no answer");
+    robot.gateway->then_data({5, 0});
+  };
+  const auto never_arrive = [](Robot& robot) {
+    robot.fault = [](const Operation&, const Robot::Boards&) {
+      return OperateResult{true, kMoving, {}};
+    };
+  };
+  const auto cannot_lower = [](Robot& robot) {
+    robot.fault = [](const Operation& operation, const Robot::Boards& boards) {
+      return operation.op == "claw_home" ? OperateResult{false, {}, "stuck"} : boards();
+    };
+  };
+  const auto take_an_hour = [](Robot& robot) {
+    robot.fault = [&robot](const Operation&, const Robot::Boards& boards) {
+      robot.time.advance(std::chrono::hours(1));
+      return boards();
+    };
+  };
+  const auto stop_in_first_wait = [](Robot& robot) {
+    robot.time.on_sleep([&robot, waits = 0]() mutable {
+      if (++waits == 1) {
+        stop_from_another_thread(robot);
+      }
+    });
+  };
+  return {{"RaiseThroughRetries", nullptr, raise, fail_often},
+          {"LowerGivesUp", nullptr, lower, refuse_all},
+          {"RaiseTimesOut", nullptr, raise, never_arrive},
+          {"RaiseIsStopped", nullptr, raise, stop_in_first_wait},
+          {"RaiseIsRefused", be_stopped, request_raise},
+          {"ClearWithoutAnswers", be_stopped, clear, refuse_all},
+          {"ClearCannotLower", be_stopped, clear, cannot_lower},
+          {"ClearExceedsItsBudget", be_stopped, clear, take_an_hour},
+          {"ClearIsStopped", be_stopped, clear, stop_in_first_wait}};
 }
 
 inline std::vector<Command> every_course() {

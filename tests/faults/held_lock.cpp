@@ -2,7 +2,6 @@
 // behind, and waiting for it would be forever. Here the wait fails instead, and with it
 // the test that sees the system error.
 
-#include <dlfcn.h>
 #include <pthread.h>
 
 #include <cerrno>

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/faults/allocations.hpp"
 #include "tests/support/healthy_board.hpp"
 #include "tests/support/orchestrator_fixture.hpp"
 #include "tests/support/virtual_time.hpp"
@@ -26,6 +27,21 @@ struct ThrownFault : std::runtime_error {
 using States = std::vector<std::int32_t>;
 inline std::int32_t number(ClawState state) { return static_cast<std::int32_t>(state); }
 
+/// The way to a recording gateway whose allocations are not the orchestrator's.
+class GatewayAside : public business_layer::IBridgeGateway {
+ public:
+  explicit GatewayAside(std::shared_ptr<IBridgeGateway> gateway) : gateway_(std::move(gateway)) {}
+
+  OperateResult operate(const std::string& board, const std::string& device, const std::string& op,
+                        const std::vector<std::uint8_t>& payload) override {
+    const TestsOwn own;
+    return gateway_->operate(board, device, op, payload);
+  }
+
+ private:
+  std::shared_ptr<IBridgeGateway> gateway_;
+};
+
 /// A robot on virtual time whose boards work until a test puts a fault in their way.
 class Robot {
  public:
@@ -37,7 +53,8 @@ class Robot {
   explicit Robot(BottomCompatConfig configuration = reference_config())
       : config(std::move(configuration)),
         orchestrator_(std::make_unique<BottomCompatOrchestrator>(
-            gateway, config, channel("debug: "), channel("info: "), channel("warn: "))) {
+            std::make_shared<GatewayAside>(gateway), config, channel("debug: "), channel("info: "),
+            channel("warn: "))) {
     gateway->otherwise([this](const Operation& operation) { return answer(operation); });
   }
 
@@ -98,6 +115,7 @@ class Robot {
   void expect_to_work() {
     fault = nullptr;
     on_line = nullptr;
+    time.on_sleep(nullptr);
     while (gateway->unused_answers() > 0) {
       (void)gateway->operate("", "", "", {});
     }
@@ -142,6 +160,7 @@ class Robot {
 
   LogCallback channel(std::string prefix) {
     return [this, prefix = std::move(prefix)](const std::string& line) {
+      const TestsOwn own;
       journal.add(prefix + line);
       if (on_line) {
         on_line(prefix + line);
