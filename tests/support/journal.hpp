@@ -1,7 +1,9 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,12 +14,45 @@ namespace vantrel_can_bridge::test {
 /// line ("debug: ...", "info: ...", "warn: ..."), a gateway call ("gateway: board device
 /// op [bytes]") and a wait on virtual time ("wait: 200ms"). Tests compare it whole.
 ///
+/// Throws `std::length_error` out of the call or callback that adds a line once there are
+/// far more than any test expects: code under test that would never stop, stops there.
+///
 /// Any thread; a leaf lock guards the lines.
 class Journal {
  public:
-  void add(std::string line) {
+  using Watcher = std::function<void(const std::string&)>;
+
+  void add(const std::string& line) {
+    Watcher watcher;
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (lines_.size() == kMostLines) {
+        throw std::length_error("journal: too many lines, the last: " + line);
+      }
+      lines_.push_back(line);
+      watcher = watcher_;
+    }
+    if (watcher) {
+      watcher(line);
+    }
+  }
+
+  /// Calls `watcher` with each line once it stands in the journal, on the thread that adds
+  /// it and without the journal's lock: to let something happen at that very point, or to
+  /// throw out of the log callback or the gateway call that added the line.
+  void watch(Watcher watcher) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    lines_.push_back(std::move(line));
+    watcher_ = std::move(watcher);
+  }
+
+  /// Runs `action` when `line` is added for the next time, as `watch` does.
+  void once(std::string line, std::function<void()> action) {
+    watch([this, line = std::move(line), action = std::move(action)](const std::string& added) {
+      if (added == line) {
+        watch(nullptr);
+        action();
+      }
+    });
   }
 
   /// The lines so far.
@@ -33,8 +68,11 @@ class Journal {
   }
 
  private:
+  static constexpr std::size_t kMostLines = 100'000;
+
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
+  Watcher watcher_;
 };
 
 }  // namespace vantrel_can_bridge::test

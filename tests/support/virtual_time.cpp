@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
+#include <deque>
 #include <limits>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -22,7 +22,7 @@ constexpr std::int64_t kStart = 1'000 * kSecond;
 struct State {
   Journal* journal = nullptr;
   std::int64_t now = kStart;  // nanoseconds; stops at kEnd
-  std::optional<std::int64_t> interrupt_after;
+  std::deque<std::int64_t> interrupt_after;
   int error = 0;
   std::function<void()> on_sleep;
 };
@@ -58,9 +58,11 @@ int virtual_sleep(const timespec& duration, timespec* remaining) {
     errno = error;
     return -1;
   }
-  if (const auto slept = std::exchange(state.interrupt_after, std::nullopt)) {
-    state.now = add(state.now, *slept);
-    const std::int64_t rest = nanoseconds(duration) - *slept;
+  if (!state.interrupt_after.empty()) {
+    const std::int64_t slept = state.interrupt_after.front();
+    state.interrupt_after.pop_front();
+    state.now = add(state.now, slept);
+    const std::int64_t rest = nanoseconds(duration) - slept;
     if (remaining != nullptr) {
       *remaining = {rest / kSecond, rest % kSecond};
     }
@@ -96,7 +98,7 @@ std::chrono::nanoseconds VirtualTime::elapsed() const {
 }
 
 void VirtualTime::interrupt_next_sleep_after(std::chrono::nanoseconds slept) {
-  state.interrupt_after = slept.count();
+  state.interrupt_after.push_back(slept.count());
 }
 
 void VirtualTime::fail_next_sleep(int error) { state.error = error; }

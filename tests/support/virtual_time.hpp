@@ -26,7 +26,8 @@ class VirtualTime {
   /// How much has passed since construction; stops at the clock's end.
   [[nodiscard]] std::chrono::nanoseconds elapsed() const;
 
-  /// Ends the next sleep after `slept` as a signal handler does: EINTR, rest returned.
+  /// Ends the next sleep after `slept` as a signal handler does: EINTR, rest returned. Said
+  /// several times, it is for as many sleeps, one after the other.
   void interrupt_next_sleep_after(std::chrono::nanoseconds slept);
 
   /// Ends the next sleep at once with another error number than EINTR.
