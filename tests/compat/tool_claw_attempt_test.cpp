@@ -17,9 +17,6 @@ using namespace std::chrono_literals;
 
 constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
-constexpr const char* kAborted = "tools_claw aborted: selfclean_board in emergency";
-constexpr const char* kStopped =
-    "debug: tools_claw emergency active (selfclean_board): need_lower=true";
 
 class ClawAttempt : public ClawTest {
  protected:

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -14,6 +15,13 @@
 #include "tests/support/virtual_time.hpp"
 
 namespace vantrel_can_bridge::test {
+
+/// The failure of whatever an emergency stop ended.
+inline constexpr const char* kAborted = "tools_claw aborted: selfclean_board in emergency";
+
+/// The line of an emergency stop that finds a claw not lowered, or one that moves.
+inline constexpr const char* kStopped =
+    "debug: tools_claw emergency active (selfclean_board): need_lower=true";
 
 inline void append(Lines& lines, const std::string& line) { lines.push_back(line); }
 inline void append(Lines& lines, const Lines& more) {
@@ -131,6 +139,16 @@ class ClawTest : public OrchestratorTest {
     }
     ASSERT_EQ(orchestrator().claw_state(index), state);
     journal.take();
+  }
+
+  /// Throws out of the log callback or gateway call of line number `at` from now on; counts
+  /// from 0. Not for a line of a wait: nothing throws there.
+  void throw_at_line(std::size_t at) {
+    journal.watch([left = at](const std::string& line) mutable {
+      if (left-- == 0) {
+        throw std::runtime_error(line);
+      }
+    });
   }
 
   VirtualTime time{journal};

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <stdexcept>
@@ -23,7 +24,7 @@ class Journal {
   using Watcher = std::function<void(const std::string&)>;
 
   void add(const std::string& line) {
-    Watcher watcher;
+    std::shared_ptr<Watcher> watcher;
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (lines_.size() == kMostLines) {
@@ -32,8 +33,8 @@ class Journal {
       lines_.push_back(line);
       watcher = watcher_;
     }
-    if (watcher) {
-      watcher(line);
+    if (*watcher) {
+      (*watcher)(line);
     }
   }
 
@@ -42,7 +43,7 @@ class Journal {
   /// throw out of the log callback or the gateway call that added the line.
   void watch(Watcher watcher) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    watcher_ = std::move(watcher);
+    watcher_ = std::make_shared<Watcher>(std::move(watcher));
   }
 
   /// Runs `action` when `line` is added for the next time, as `watch` does.
@@ -72,7 +73,7 @@ class Journal {
 
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
-  Watcher watcher_;
+  std::shared_ptr<Watcher> watcher_ = std::make_shared<Watcher>();
 };
 
 }  // namespace vantrel_can_bridge::test
