@@ -30,7 +30,7 @@ class Deadline {
   explicit Deadline(std::int64_t milliseconds) {
     const Clock::time_point now = Clock::now();
     const auto left = std::chrono::floor<std::chrono::milliseconds>(kNever - now);
-    at_ = milliseconds < left.count() ? now + std::chrono::milliseconds(milliseconds) : kNever;
+    at_ = milliseconds <= left.count() ? now + std::chrono::milliseconds(milliseconds) : kNever;
   }
 
   /// Whether the clock, read once, is at the deadline or past it.
