@@ -29,7 +29,7 @@ enum class Happening {
   stop,       ///< the emergency stop is raised
   clear,      ///< the emergency stop is cleared
   exception,  ///< the gateway or the log callback throws (not in a wait)
-  interrupt,  ///< the next wait is cut short by a signal
+  interrupt,  ///< the next wait is cut short by a signal (once more)
   failure,    ///< the next wait fails at once with another error
 };
 

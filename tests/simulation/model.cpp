@@ -83,8 +83,7 @@ void ModelStage::wait_ms(std::int64_t length) {
     return;
   }
   std::int64_t rest = limited(Wide{length} * 1'000'000);
-  if (interrupt_) {
-    interrupt_ = false;
+  for (; interrupts_ > 0; --interrupts_) {
     now_ = limited(Wide{now_} + kInterruptAfterNs);
     rest -= kInterruptAfterNs;
     add({Kind::wait, text(rest / 1'000'000'000) + "s+" + text(rest % 1'000'000'000) + "ns"});

@@ -35,11 +35,11 @@ class ModelStage : public Stage {
   void raise_stop() override;
   void clear_stop() override;
   void advance_ms(std::int64_t duration) override;
-  void interrupt_next_wait() override { interrupt_ = true; }
+  void interrupt_next_wait() override { ++interrupts_; }
   void fail_next_wait() override { fail_ = true; }
 
   std::int64_t now_;
-  bool interrupt_ = false;
+  int interrupts_ = 0;
   bool fail_ = false;
 };
 

@@ -100,7 +100,8 @@ class Stage {
   std::string last_move_;
 };
 
-/// How long an interrupted wait has lasted by then; every wait is longer.
-constexpr std::int64_t kInterruptAfterNs = 400'000;
+/// How long a wait has gone on each time that it is interrupted: so short that every wait
+/// outlasts all the interruptions that can add up before it.
+constexpr std::int64_t kInterruptAfterNs = 1'000;
 
 }  // namespace vantrel_can_bridge::test::simulation
