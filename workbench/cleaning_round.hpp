@@ -11,7 +11,7 @@ namespace vantrel_can_bridge::workbench {
 
 struct RoundOptions {
   ViewOptions view;
-  /// Of a claw from one end to the other; sets the pace of the round, which lasts some six
+  /// Of a claw from one end to the other; sets the pace of the round, which lasts some five
   /// times as long and half a second. At least 180 ms: below, the claws are hardly polled.
   std::chrono::milliseconds claw_travel_time{900};
   /// Put in force before the round begins. It then fails, unless nothing depends on them.

@@ -38,7 +38,7 @@ int run(int argc, char** argv) {
   demo->add_flag("-v,--verbose", verbose,
                  "Show every debug line, also those that only repeat others");
   demo->footer(
-      "Takes about six seconds. Exits with 0 when every reply and the final state of the\n"
+      "Takes about five seconds. Exits with 0 when every reply and the final state of the\n"
       "boards are as they should be, else with 1. Coloured on a terminal; NO_COLOR=1 is\n"
       "honoured.\n"
       "Example: bottom-workbench demo --verbose | less");
