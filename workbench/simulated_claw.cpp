@@ -61,7 +61,7 @@ void SimulatedClaw::stop(TimePoint now) {
   const bool moving =
       stopped.action == ClawAction::Extending || stopped.action == ClawAction::Homing;
   action_ = final_action_ = moving ? ClawAction::Stopped : stopped.action;
-  from_ = to_ = stopped.from_home;
+  to_ = stopped.from_home;
 }
 
 ClawStatus SimulatedClaw::status(TimePoint now) const {

@@ -40,7 +40,8 @@ class SimulatedClaw {
   const std::chrono::nanoseconds travel_time_;  // not negative
 
   // The last move, by what it started from and where it ends: `action_` at `started_`
-  // from `from_`, and `final_action_` once `to_` is reached. At rest the two are the same.
+  // from `from_`, and `final_action_` once `to_` is reached. At rest the two actions are the
+  // same, and the claw is at `to_`.
   ClawAction action_ = ClawAction::Idle;
   ClawAction final_action_ = ClawAction::Idle;
   TimePoint started_{};
