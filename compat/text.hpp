@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstddef>
@@ -11,8 +12,9 @@
 #include <vector>
 
 /// Builds every log line, label and message of the orchestrator. The pieces are measured
-/// first and then appended, so that a text costs one heap allocation, or none where it
-/// fits the small-string buffer. Numbers are plain decimal whatever the process's locale.
+/// first and then written side by side, so that a text costs one heap allocation of just
+/// its size, or none where it fits the small-string buffer. Numbers are plain decimal
+/// whatever the process's locale.
 namespace vantrel_can_bridge::business_layer::bottom_compat {
 
 /// A piece of text that shows bytes as "[0x01 0xab]", or "[]".
@@ -33,7 +35,7 @@ class Decimal {
     size_ = static_cast<std::size_t>(result.ptr - digits_.data());
   }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }
-  void append_to(std::string& out) const { out.append(digits_.data(), size_); }
+  char* write_to(char* out) const noexcept { return std::copy_n(digits_.data(), size_, out); }
 
  private:
   static constexpr int kCapacity = 20;  // a sign and 19 digits, or the 20 digits of 2^64 - 1
@@ -45,7 +47,7 @@ class Chars {
  public:
   explicit Chars(std::string_view chars) noexcept : chars_(chars) {}
   [[nodiscard]] std::size_t size() const noexcept { return chars_.size(); }
-  void append_to(std::string& out) const { out.append(chars_); }
+  char* write_to(char* out) const noexcept { return std::copy(chars_.begin(), chars_.end(), out); }
 
  private:
   std::string_view chars_;
@@ -57,16 +59,19 @@ class Hex {
   [[nodiscard]] std::size_t size() const noexcept {
     return bytes_.empty() ? 2 : bytes_.size() * 5 + 1;  // "0x00" and a blank or bracket each
   }
-  void append_to(std::string& out) const {
+  char* write_to(char* out) const noexcept {
     constexpr std::string_view kDigits = "0123456789abcdef";
-    std::string_view before = "[0x";
+    char before = '[';
     for (const std::uint8_t byte : bytes_) {
-      out.append(before);
-      out.push_back(kDigits[byte / 16U]);
-      out.push_back(kDigits[byte % 16U]);
-      before = " 0x";
+      const std::array item{before, '0', 'x', kDigits[byte / 16U], kDigits[byte % 16U]};
+      out = std::copy(item.begin(), item.end(), out);
+      before = ' ';
     }
-    out.append(bytes_.empty() ? "[]" : "]");
+    if (bytes_.empty()) {
+      *out++ = '[';
+    }
+    *out++ = ']';
+    return out;
   }
 
  private:
@@ -88,9 +93,9 @@ auto of(Value value) noexcept {
 
 template <typename... Pieces>
 std::string join(const Pieces&... pieces) {
-  std::string out;
-  out.reserve((pieces.size() + ...));
-  (pieces.append_to(out), ...);
+  std::string out((pieces.size() + ...), '\0');
+  char* end = out.data();
+  ((end = pieces.write_to(end)), ...);
   return out;
 }
 

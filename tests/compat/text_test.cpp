@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <clocale>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <locale>
@@ -89,12 +91,12 @@ TEST(Text, WritesEveryByteAsTwoLowerCaseDigits) {
 template <typename Value>
 void expect_announced_size(const Value& value) {
   const auto piece = text_piece::of(value);
-  std::string appended;
-  piece.append_to(appended);
-  EXPECT_EQ(piece.size(), appended.size()) << appended;
+  std::array<char, 32> written{};
+  const char* const end = piece.write_to(written.data());
+  EXPECT_EQ(end - written.data(), static_cast<std::ptrdiff_t>(piece.size())) << written.data();
 }
 
-TEST(Text, PiecesAnnounceTheSizeThatTheyAppend) {
+TEST(Text, PiecesAnnounceTheSizeThatTheyWrite) {
   expect_announced_size("literal");
   expect_announced_size("");
   expect_announced_size(true);
