@@ -325,8 +325,7 @@ BottomCompatReply BottomCompatOrchestrator::handle_procter(
     }
   }
 
-  BottomCompatReply claw = handle_tools_claw(request);
-  return claw.success ? succeeded() : claw;
+  return handle_tools_claw(request);  // nothing to say either when it succeeds
 }
 
 }  // namespace vantrel_can_bridge::business_layer::bottom_compat
