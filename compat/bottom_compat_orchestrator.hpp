@@ -324,6 +324,11 @@ class BottomCompatOrchestrator {
   const LogCallback info_;
   const LogCallback warn_;
 
+  // Every poll of every move needs these two; they are too long for the small-string
+  // buffer.
+  const std::string claw_query_op_ = "claw_query_state";
+  const std::string claw_query_label_ = "tools_claw query_state";
+
   std::mutex actuator_mutex_;      // outermost; serialises actuator requests; guards no data
   std::mutex light_mutex_;         // never with another; serialises light requests; no data
   mutable std::mutex claw_mutex_;  // after actuator_mutex_; serialises claw moves

@@ -163,8 +163,10 @@ BottomCompatReply BottomCompatOrchestrator::operate_pump_select(
 
   if (select > 0) {
     const std::int64_t position = multiplex_select_to_index(select);
-    return has_entry(pumps, position) ? operate_pump_channel(entry(pumps, position), cmd, duty)
-                                      : failed(text("unsupported pump select: ", select));
+    if (!has_entry(pumps, position)) {
+      return failed(text("unsupported pump select: ", select));
+    }
+    return operate_pump_channel(entry(pumps, position), cmd, duty);
   }
   for (const std::int64_t channel : pumps) {
     BottomCompatReply driven = operate_pump_channel(channel, cmd, duty);
@@ -253,8 +255,10 @@ BottomCompatReply BottomCompatOrchestrator::operate_motor_slot(std::int64_t sele
     if (!running) {
       return stop_all_motors(select, cmd, duty);
     }
-    // Old clients start a fourth tool that this robot does not have, and expect success.
-    return select == 8 ? succeeded() : failed(text("unsupported tools_clean select: ", select));
+    if (select == 8) {
+      return succeeded();  // a fourth tool, which old clients start and this robot lacks
+    }
+    return failed(text("unsupported tools_clean select: ", select));
   }
 
   const std::int64_t position = multiplex_select_to_index(static_cast<std::int32_t>(select));

@@ -76,12 +76,8 @@ std::string BottomCompatOrchestrator::claw_device_name(std::size_t index) const 
 BottomCompatReply BottomCompatOrchestrator::claw_query(std::size_t index,
                                                        std::uint8_t& action_state,
                                                        std::uint8_t& position_state) {
-  // Both texts are too long for the small-string buffer, and every poll of every move
-  // needs them.
-  static const std::string kOp = "claw_query_state";
-  static const std::string kLabel = "tools_claw query_state";
-  const OperateResult answer =
-      operate_gateway(config_.selfclean_board, claw_device_name(index), kOp, {}, kLabel);
+  const OperateResult answer = operate_gateway(config_.selfclean_board, claw_device_name(index),
+                                               claw_query_op_, {}, claw_query_label_);
   if (!answer.success) {
     return failed(text("tools_claw query failed: ", answer.message));
   }
@@ -242,17 +238,12 @@ void BottomCompatOrchestrator::on_emergency_recovered() {
       outcome = recover_claw(index, deadline);
     }
   }
-  switch (outcome) {
-    case Recovery::Continue:
-      return;
-    case Recovery::NewEmergency:
-      need_lower_.exchange(true);
-      log_warn("工具爪恢复期间再次收到急停，中止恢复。");
-      return;
-    case Recovery::BudgetExceeded:
-      need_lower_.exchange(true);
-      log_warn(text("工具爪恢复超过总预算 ", budget_ms, "ms，剩余电机保持待恢复。"));
-      return;
+  if (outcome == Recovery::NewEmergency) {
+    need_lower_.exchange(true);
+    log_warn("工具爪恢复期间再次收到急停，中止恢复。");
+  } else if (outcome == Recovery::BudgetExceeded) {
+    need_lower_.exchange(true);
+    log_warn(text("工具爪恢复超过总预算 ", budget_ms, "ms，剩余电机保持待恢复。"));
   }
 }
 

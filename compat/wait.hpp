@@ -18,8 +18,10 @@ inline void wait_for_ms(std::int64_t milliseconds) {
   timespec remaining{};
   remaining.tv_sec = static_cast<std::time_t>(milliseconds / 1000);
   remaining.tv_nsec = static_cast<long>(milliseconds % 1000) * 1'000'000;
-  while (nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
-  }
+  int result = 0;
+  do {
+    result = nanosleep(&remaining, &remaining);
+  } while (result != 0 && errno == EINTR);
 }
 
 /// A point in time, counted from its construction.

@@ -155,15 +155,6 @@ BottomCompatConfig config() {
 
 class Allocations : public testing::TestWithParam<Row> {
  protected:
-  // The first query of the process builds the texts that all queries share.
-  static void SetUpTestSuite() {
-    BottomCompatOrchestrator orchestrator(std::make_shared<PreparedGateway>(Answers{}), config(),
-                                          nullptr, nullptr, nullptr);
-    std::uint8_t action_state = 0;
-    std::uint8_t position_state = 0;
-    static_cast<void>(orchestrator.claw_query(0, action_state, position_state));
-  }
-
   static void expect_exact_count(const LogCallback& log) {
     const Row& row = GetParam();
     BottomCompatConfig adjusted = config();

@@ -85,29 +85,6 @@ TEST_P(AllocationFault, LeavesAsBadAllocAndLeavesNothingBehind) {
 INSTANTIATE_TEST_SUITE_P(Command, AllocationFault, testing::ValuesIn(every_course()),
                          [](const auto& command) { return command.param.name; });
 
-/// How many allocations a status query makes, each of which has failed before it succeeds.
-std::size_t allocations_of_a_query() {
-  Robot robot;
-  std::uint8_t action_state = 0;
-  std::uint8_t position_state = 0;
-  BottomCompatReply reply;
-  std::size_t n = 1;
-  while (fails_at(n, [&] { reply = robot->claw_query(0, action_state, position_state); })) {
-    ++n;
-  }
-  EXPECT_EQ(reply, success());
-  EXPECT_EQ(robot.calls().back(), "gateway: clean motor11 claw_query_state []");
-  return n - 1;
-}
-
-// The texts of the status query are built once in a process: a failure there must leave
-// them to be built by the next query.
-TEST(AllocationFaultAtFirstUse, TheFirstQueryOfTheProcessCanBeRepeated) {
-  const std::size_t first = allocations_of_a_query();
-
-  EXPECT_GT(first, allocations_of_a_query()) << "another test has sent a query before this one";
-}
-
 /// Constructs a robot with the `n`-th allocation failing; whether there was one.
 bool construct(Journal& journal, std::size_t n) {
   auto gateway = std::make_shared<RecordingGateway>(journal);
@@ -139,7 +116,7 @@ TEST(AllocationFaultInConstructor, ReleasesWhatWasTakenOver) {
     failed = construct(journal, ++n);
     EXPECT_EQ(live_allocations(), live) << "leaked";
   }
-  EXPECT_EQ(n, 2U) << "the recorded states are the only allocation";
+  EXPECT_EQ(n, 4U) << "allocated are the recorded states and the two texts of a status query";
 }
 
 }  // namespace
