@@ -202,7 +202,7 @@ TEST_P(RecoveryRaise, IsTriedOnceAndItsFailureLeavesThatClawAloneButNotTheNext) 
   bring_all_and_stop({GetParam().state, ClawState::Raised});
   gateway->then_fail("jammed");
 
-  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_extend", refused("jammed")),
+  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_extend", refusal("jammed")),
                               "debug: tools_claw recovery raise failed for motor11: "
                               "tools_claw claw_extend write failed: jammed",
                               second.move("claw_home")));
@@ -287,7 +287,7 @@ TEST_F(NewStop, KeepsSilentAboutARaiseThatFailedMeanwhile) {
 
   EXPECT_EQ(
       recover(),
-      record(kRecovering, with_line_at(2, kStopped, claw.write("claw_extend", refused("jammed"))),
+      record(kRecovering, with_line_at(2, kStopped, claw.write("claw_extend", refusal("jammed"))),
              kStoppedAgain));
   expect_recovered_next_time(record(extends, homes));
 }
@@ -319,7 +319,7 @@ TEST_F(NewStop, KeepsSilentAboutALoweringThatFailedMeanwhile) {
   journal.once("gateway: clean motor11 claw_home []", [this] { stop(); });
 
   EXPECT_EQ(recover(), record(kRecovering,
-                              with_line_at(2, kStopped, claw.write("claw_home", refused("jammed"))),
+                              with_line_at(2, kStopped, claw.write("claw_home", refusal("jammed"))),
                               kStoppedAgain));
   expect_recovered_next_time(homes);
 }
@@ -340,7 +340,7 @@ TEST_F(NewStopBetweenClaws, EndsTheRecoveryBeforeTheNextIsTouchedAfterAFailedRai
   gateway->then_fail("jammed");
   journal.once(raise_failed, [this] { stop(); });
 
-  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_extend", refused("jammed")),
+  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_extend", refusal("jammed")),
                               raise_failed, kStopped, kStoppedAgain));
   expect_recovered_next_time(record(extends, homes, second.move("claw_home")));
 }
@@ -350,7 +350,7 @@ TEST_F(NewStopBetweenClaws, EndsTheRecoveryBeforeTheNextIsTouchedAfterAFailedLow
   gateway->then_fail("jammed");
   journal.once(lower_failed, [this] { stop(); });
 
-  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refused("jammed")), lower_failed,
+  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refusal("jammed")), lower_failed,
                               kStopped, kStoppedAgain));
   expect_recovered_next_time(record(homes, second.move("claw_home")));
 }
@@ -360,7 +360,7 @@ TEST_F(NewStopBetweenClaws, IsNotReportedByTheRecoveryWhenNoClawIsLeftToLower) {
   gateway->then_fail("jammed");
   journal.once(lower_failed, [this] { stop(); });
 
-  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refused("jammed")), lower_failed,
+  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refusal("jammed")), lower_failed,
                               kStopped));
   expect_recovered_next_time(homes);
 }

@@ -44,7 +44,7 @@ TEST_F(ClawAttempt, MovesTheClawThatItIsGiven) {
       journal.take(),
       record(third.write("claw_extend"), third.poll(),
              "info: 工具-9223372036854775808伸出动作中 action_state=1 position_state=0",
-             third.poll(refused("deaf")),
+             third.poll(refusal("deaf")),
              "debug: tools_claw query failed (retrying): tools_claw query failed: deaf",
              "warn: 工具-9223372036854775808伸出查询失败，重试中：tools_claw query failed: deaf",
              third.poll()));
@@ -71,9 +71,9 @@ TEST_F(ClawAttempt, EndsWithoutAPollWhenTheWriteIsRefused) {
   gateway->then_fail("");
 
   EXPECT_EQ(extend(), failure("tools_claw claw_extend write failed: busy"));
-  EXPECT_EQ(journal.take(), claw.write("claw_extend", refused("busy")));
+  EXPECT_EQ(journal.take(), claw.write("claw_extend", refusal("busy")));
   EXPECT_EQ(home(), failure("tools_claw claw_home write failed: "));
-  EXPECT_EQ(journal.take(), claw.write("claw_home", refused("")));
+  EXPECT_EQ(journal.take(), claw.write("claw_home", refusal("")));
 }
 
 // --- Poll interval and time-out ---
@@ -338,7 +338,7 @@ TEST_F(ClawAttempt, RepeatsAFailedQueryAtTheNextPollAndKeepsTheStatusReportedBef
 
   EXPECT_EQ(home(), success());
   EXPECT_EQ(journal.take(),
-            record(claw.write("claw_home"), claw.poll(refused("early")),
+            record(claw.write("claw_home"), claw.poll(refusal("early")),
                    "debug: tools_claw query failed (retrying): tools_claw query failed: early",
                    "warn: 工具11收回查询失败，重试中：tools_claw query failed: early", claw.poll(),
                    "info: 工具11收回动作中 action_state=0 position_state=0", claw.poll(),
@@ -356,7 +356,7 @@ TEST_F(ClawAttempt, TimesOutWhenEveryQueryFails) {
 
   EXPECT_EQ(extend(), failure("tools_claw claw_extend timeout after 100ms"));
   const Lines round =
-      record(claw.poll(refused("deaf")),
+      record(claw.poll(refusal("deaf")),
              "debug: tools_claw query failed (retrying): tools_claw query failed: deaf",
              "warn: 工具11伸出查询失败，重试中：tools_claw query failed: deaf");
   EXPECT_EQ(journal.take(), record(claw.write("claw_extend"), round, round));

@@ -51,7 +51,7 @@ struct MoveLines {
   /// An attempt whose write is refused.
   [[nodiscard]] Lines refused_attempt(const std::string& number,
                                       const std::string& message = "jammed") const {
-    return record(claw.write(to.op, refused(message)),
+    return record(claw.write(to.op, refusal(message)),
                   attempt_fails(number, "tools_claw " + to.op + " write failed: " + message));
   }
   [[nodiscard]] Lines succeeds() const {
@@ -225,7 +225,7 @@ TEST_F(ClawRetries, NamesTheMotorOfTheClawThatItMoves) {
   EXPECT_EQ(
       journal.take(),
       record("debug: tools_claw execute: motor-7 op=claw_home",
-             second.write("claw_home", refused("jammed")),
+             second.write("claw_home", refusal("jammed")),
              "debug: tools_claw attempt 1/1 failed: tools_claw claw_home write failed: jammed",
              "warn: 工具-7收回第 1/1 次尝试失败：tools_claw claw_home write failed: jammed",
              "warn: 工具-7收回失败：" + given_up,

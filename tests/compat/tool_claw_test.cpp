@@ -110,10 +110,7 @@ TEST_P(ClawQuery, TakesTheFirstTwoBytesOrLeavesTheOutputsUntouched) {
 
   EXPECT_EQ(action, GetParam().action);
   EXPECT_EQ(position, GetParam().position);
-  const std::string outcome = GetParam().result.success
-                                  ? "success=true message=" + GetParam().result.message
-                                  : refused(GetParam().result.message);
-  EXPECT_EQ(journal.take(), ClawLines{"motor13"}.query(outcome));
+  EXPECT_EQ(journal.take(), ClawLines{"motor13"}.query(GetParam().result));
 }
 INSTANTIATE_TEST_SUITE_P(
     Answers, ClawQuery,

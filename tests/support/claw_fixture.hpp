@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/expected_record.hpp"
 #include "tests/support/orchestrator_fixture.hpp"
 #include "tests/support/virtual_time.hpp"
 
@@ -36,38 +37,34 @@ Lines record(const Parts&... parts) {
   return lines;
 }
 
-/// How the line after an operation ends when the gateway refused it.
-inline std::string refused(const std::string& message) {
-  return "success=false message=" + message;
-}
+/// The answer of a gateway that did not carry an operation out.
+inline OperateResult refusal(std::string message) { return {false, {}, std::move(message)}; }
 
-/// What operations on one claw leave in the journal: the gateway call between its two
-/// debug lines, for a poll behind the wait. `outcome` is the end of the last line.
+/// What operations on one claw of `reference_config` leave in the journal, by the
+/// gateway's answer; for a poll, behind the wait.
 struct ClawLines {
-  static constexpr const char* kDone = "success=true message=";
-
-  std::string device = "motor11";  // claw 0 of the reference robot
+  std::string device = "motor11";
   std::string wait = "wait: 50ms";
 
-  [[nodiscard]] Lines write(const std::string& op, const std::string& outcome = kDone) const {
-    return operation(op, op, outcome);
+  [[nodiscard]] Lines write(const std::string& op, const OperateResult& answer = kDone) const {
+    return operation(op, op, answer);
   }
-  [[nodiscard]] Lines poll(const std::string& outcome = kDone) const {
-    return record(wait, query(outcome));
+  [[nodiscard]] Lines poll(const OperateResult& answer = kDone) const {
+    return record(wait, query(answer));
   }
-  [[nodiscard]] Lines query(const std::string& outcome = kDone) const {
-    return operation("claw_query_state", "query_state", outcome);
+  [[nodiscard]] Lines query(const OperateResult& answer = kDone) const {
+    return operation("claw_query_state", "query_state", answer);
   }
   /// A whole attempt that the first poll confirms.
   [[nodiscard]] Lines move(const std::string& op) const { return record(write(op), poll()); }
 
  private:
+  static inline const OperateResult kDone{true, {}, {}};
+
   [[nodiscard]] Lines operation(const std::string& op, const std::string& label,
-                                const std::string& outcome) const {
-    return {"debug: operate begin: tools_claw " + label + " board=clean device=" + device +
-                " op=" + op + " payload=[]",
-            "gateway: clean " + device + " " + op + " []",
-            "debug: operate end: tools_claw " + label + " " + outcome};
+                                const OperateResult& answer) const {
+    const ExpectedOperation expected{"clean", device, op, "[]", "tools_claw " + label};
+    return {begin_line(expected), gateway_line(expected), end_line(expected, answer)};
   }
 };
 
