@@ -420,6 +420,24 @@ TEST_P(RecoveryBudget, IsLookedAtAfterAFailedRaise) {
   EXPECT_EQ(state(1), GetParam().in_time ? ClawState::Lowered : ClawState::Raised);
 }
 
+TEST_P(RecoveryBudget, IsLookedAtAfterAFailedRaiseOfTheLastClawToo) {
+  config.claw_recovery_budget_ms = 60;
+  bring_all_and_stop({ClawState::Unknown});
+  budget_for_one_attempt({5, 0});
+
+  EXPECT_EQ(recover().back() == over_budget("60"), !GetParam().in_time);
+  EXPECT_EQ(recover()[0], GetParam().in_time ? kNoLowerNeeded : kRecovering);
+}
+
+TEST_P(RecoveryBudget, IsLookedAtAfterAFailedLoweringOfTheLastClawToo) {
+  config.claw_recovery_budget_ms = 60;
+  bring_all_and_stop({ClawState::Raised});
+  budget_for_one_attempt({5, 0});
+
+  EXPECT_EQ(recover().back() == over_budget("60"), !GetParam().in_time);
+  EXPECT_EQ(recover()[0], GetParam().in_time ? kNoLowerNeeded : kRecovering);
+}
+
 TEST_P(RecoveryBudget, IsLookedAtAfterARaiseWhichIsRecorded) {
   config.claw_recovery_budget_ms = 60;
   bring_all_and_stop({ClawState::Unknown});

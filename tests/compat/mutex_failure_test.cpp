@@ -142,7 +142,6 @@ class RecoveryLock : public ClawTest {
   RecoveryLock() {
     config.claw_motor_ids = {11};
     config.claw_recovery_budget_ms = 60;
-    bring(0, ClawState::Raised);
     stop();
     journal.take();
     watch.emplace(orchestrator());
@@ -168,11 +167,12 @@ TEST_F(RecoveryLock, MovesNothingWhenTheWaitUsesUpTheBudget) {
 }
 
 TEST_F(RecoveryLock, StartsAMoveWhenANanosecondIsLeft) {
-  EXPECT_EQ(recover_after(60ms - 1ns), record(kRecovering, claw.move("claw_home"), over_budget));
+  EXPECT_EQ(recover_after(60ms - 1ns), record(kRecovering, claw.move("claw_extend"), over_budget));
 }
 
 TEST_F(RecoveryLock, ReportsNoBudgetWhenThereIsNothingToLower) {
-  ASSERT_EQ(recover_after(10ms).back(), over_budget);  // lowered, yet the need is left
+  ASSERT_EQ(recover_after(0ms).back(), over_budget);
+  ASSERT_EQ(orchestrator().claw_state(0), ClawState::Lowered);  // yet the need is left
 
   EXPECT_EQ(recover_after(1h), Lines{kRecovering});
 }
@@ -200,13 +200,13 @@ TEST_F(RecoveryLock, LeavesTheNeedBehindForAStopThatHasNotYetLookedForItself) {
     may_look.get_future().wait();
     return 0;
   });
-  journal.once("gateway: clean motor11 claw_home []", [&] {
+  journal.once("gateway: clean motor11 claw_extend []", [&] {
     stopping = std::thread([this] { orchestrator().on_emergency_active(); });
     stop_is_set.get_future().wait();
   });
 
   orchestrator().on_emergency_recovered();
-  EXPECT_EQ(journal.take(), record(kRecovering, claw.write("claw_home"), "wait: 50ms",
+  EXPECT_EQ(journal.take(), record(kRecovering, claw.write("claw_extend"), "wait: 50ms",
                                    "warn: 工具爪恢复期间再次收到急停，中止恢复。"));
   orchestrator().on_emergency_recovered();
   EXPECT_EQ(journal.take()[0], kRecovering);
