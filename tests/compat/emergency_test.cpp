@@ -239,6 +239,22 @@ TEST_F(Emergency, KeepsAClawThatCannotBeLoweredAsRaisedAndGoesOnWithTheNext) {
   EXPECT_EQ(recover(), record(kRecovering, homes));
 }
 
+TEST_F(Emergency, NamesTheClawThatFails) {
+  bring_all_and_stop({ClawState::Raised, ClawState::Unknown, ClawState::Raised});
+  gateway->then_succeed();
+  gateway->then_data({4, 1});
+  gateway->then_fail("jammed");
+  gateway->then_fail("stuck");
+
+  EXPECT_EQ(recover(),
+            record(kRecovering, homes, second.write("claw_extend", refusal("jammed")),
+                   "debug: tools_claw recovery raise failed for motor12: tools_claw claw_extend "
+                   "write failed: jammed",
+                   ClawLines{"motor13"}.write("claw_home", refusal("stuck")),
+                   "debug: tools_claw recovery lower failed for motor13: tools_claw claw_home "
+                   "write failed: stuck"));
+}
+
 // --- A new stop during the recovery ---
 
 /// What follows every new stop: claws stay where they are until it clears too.
@@ -363,6 +379,19 @@ TEST_F(NewStopBetweenClaws, IsNotReportedByTheRecoveryWhenNoClawIsLeftToLower) {
   EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refusal("jammed")), lower_failed,
                               kStopped));
   expect_recovered_next_time(homes);
+}
+
+TEST_F(NewStopBetweenClaws, IsNotReportedWhenTheBudgetWasUsedUpBeforeTheNext) {
+  config.claw_recovery_budget_ms = 1;
+  bring_all_and_stop({ClawState::Raised, ClawState::Raised});
+  gateway->then([this](const Operation&) {
+    time.advance(1ms);
+    return refusal("jammed");
+  });
+  journal.once(lower_failed, [this] { stop(); });
+
+  EXPECT_EQ(recover(), record(kRecovering, claw.write("claw_home", refusal("jammed")), lower_failed,
+                              kStopped, over_budget("1")));
 }
 
 TEST_F(NewStop, CountsMoreThanABudgetThatTheRaiseUsedUp) {
