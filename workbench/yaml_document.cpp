@@ -24,10 +24,6 @@ namespace {
 constexpr std::size_t kLargestFile = 1024 * 1024;  // bytes
 constexpr std::size_t kDeepestNesting = 64;
 
-std::string too_large(std::uint64_t bytes) {
-  return fmt::format("has {} bytes; expected at most {}", bytes, kLargestFile);
-}
-
 // --- Bytes of a file ---
 
 class FileDescriptor {
@@ -86,7 +82,7 @@ std::optional<std::string> load(const std::string& path, InputErrors& errors) {
     return refuse("is a directory; expected a YAML file");
   }
   if (S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) > kLargestFile) {
-    return refuse(too_large(static_cast<std::uint64_t>(status.st_size)));
+    return refuse(fmt::format("has {} bytes; expected at most {}", status.st_size, kLargestFile));
   }
   std::optional<std::string> bytes = read_all(file);
   if (!bytes) {
@@ -514,7 +510,8 @@ std::optional<YamlNode> read_yaml_text(std::string_view text, const std::string&
   const std::size_t errors_before = errors.count();
   const Source source(text.substr(0, kLargestFile), name);
   if (text.size() > kLargestFile) {
-    errors.add(source.whole_file(), too_large(text.size()));
+    errors.add(source.whole_file(),
+               fmt::format("has more than {} bytes; expected at most that", kLargestFile));
     return std::nullopt;
   }
   check_text(source, errors);

@@ -215,7 +215,10 @@ bool is_mapping(const YamlNode& node, const std::string& what, InputErrors& erro
 // --- MappingReader ---
 
 MappingReader::MappingReader(const YamlNode& node, const std::string& what, InputErrors& errors)
-    : node_(node), what_(what), errors_(errors), is_mapping_(is_mapping(node, what, errors)) {}
+    : node_(node),
+      what_(what),
+      errors_(errors),
+      is_mapping_(is_mapping(node, "a mapping with the fields of " + what, errors)) {}
 
 const YamlNode* MappingReader::find(const std::string& name) {
   asked_.push_back(name);
@@ -246,11 +249,14 @@ void MappingReader::finish() {
   if (!is_mapping_) {
     return;
   }
+  constexpr std::size_t kMostHints = 100;  // comparing names is slow, and more are not shown
+  std::size_t hints = 0;
   for (const YamlNode::Key& key : node_.keys) {
     if (std::find(asked_.begin(), asked_.end(), key.name) != asked_.end()) {
       continue;
     }
-    const std::string meant = nearest_name(key.name, absent_);
+    const std::string meant =
+        hints++ < kMostHints ? nearest_name(key.name, absent_) : std::string();
     errors_.add(key.place,
                 fmt::format("found {}, which is unknown in {}; {}", printable(key.name), what_,
                             meant.empty() ? "expected " + known_names()

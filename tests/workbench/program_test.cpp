@@ -66,6 +66,7 @@ constexpr const char* kUsage =
     "\n"
     "Subcommands:\n"
     "  demo                        Play a cleaning round on simulated boards, and check it\n"
+    "  check                       Check robot files: errors, and values that a robot dislikes\n"
     "\n"
     "Example: bottom-workbench demo\n";
 

@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"NothingButAMark", "---\n", "f: is empty; expected a document\n"},
         Wrong{"NothingButNull", "~\n", "f: is empty; expected a document\n"},
         Wrong{"TooLarge", std::string(1024 * 1024 + 1, '#'),
-              "f: has 1048577 bytes; expected at most 1048576\n"},
+              "f: has more than 1048576 bytes; expected at most that\n"},
         Wrong{"TooDeepLists", repeated("[", 65),
               "f:1:33: found more than 64 levels of lists and mappings; expected fewer\n"},
         Wrong{"HundredThousandBrackets", repeated("[", 100000),
