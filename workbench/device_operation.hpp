@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "workbench/clock.hpp"
@@ -9,11 +11,17 @@
 
 namespace vantrel_can_bridge::workbench {
 
+/// How a claw move goes wrong.
+struct MoveFault {
+  std::int64_t at_permille = 500;  ///< of the way to its target the claw stops
+  bool is_reported = false;        ///< in its status, which otherwise says that it moves
+};
+
 /// The circumstances of one operation.
 struct OperationContext {
   TimePoint now;
-  bool emergency = false;   ///< the self-cleaning board is in emergency stop
-  bool move_fails = false;  ///< a claw move is to fail on its way
+  bool emergency = false;               ///< the self-cleaning board is in emergency stop
+  std::optional<MoveFault> move_fault;  ///< of a claw move
 };
 
 /// What a device makes of an operation: the bytes of its answer, or why it refuses, with

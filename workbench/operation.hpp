@@ -25,6 +25,7 @@ struct OperationEvent {
   OperateResult result;
   TimePoint started;
   TimePoint ended;
+  std::string fault{};  ///< what a fault rule made of it; empty for none
 };
 
 /// Bytes for people: "01 ab", and "" for none.

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,13 @@ struct RobotDescription {
 
   /// Of a claw from one end to the other; zero or less moves at once.
   std::chrono::nanoseconds claw_travel_time{0};
+
+  /// From asking a device to its answer, by operation ("set_duty") and of all others; zero
+  /// or less answers at once.
+  std::map<std::string, std::chrono::nanoseconds> latencies{};
+  std::chrono::nanoseconds default_latency{0};
+
+  [[nodiscard]] std::chrono::nanoseconds latency(const std::string& op) const;
 };
 
 /// The robot that `config` is written for.

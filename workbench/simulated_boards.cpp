@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <set>
+#include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace vantrel_can_bridge::workbench {
@@ -50,8 +53,8 @@ std::vector<std::int64_t> without_repeats(const std::vector<std::int64_t>& numbe
 }  // namespace
 
 SimulatedBoards::SimulatedBoards(const RobotDescription& robot, std::shared_ptr<IClock> clock,
-                                 IBoardsObserver* observer)
-    : clock_(std::move(clock)), observer_(observer) {
+                                 IBoardsObserver* observer, std::uint64_t seed)
+    : clock_(std::move(clock)), observer_(observer), robot_(robot), faults_(seed) {
   add_device(robot.bottom_board, "left_light", left_light_.operations());
   add_device(robot.bottom_board, "right_light", right_light_.operations());
   add_device(robot.bottom_board, "fill_light", fill_light_.operations());
@@ -82,40 +85,64 @@ void SimulatedBoards::add_device(const std::string& board, const std::string& na
 
 OperateResult SimulatedBoards::operate(const std::string& board, const std::string& device,
                                        const std::string& op, const Bytes& payload) {
-  OperationEvent event{{board, device, op, payload}, {}, {}, {}};
+  OperationEvent event{{board, device, op, payload}, {}, {}, {}, {}};
+  const DeviceOperation* const known = find_operation(event.operation);
+  std::optional<FaultEffect> fault;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
-    event.started = event.ended = clock_->now();
-    event.result = decide(event.operation, event.started);
+    event.started = clock_->now();
+    if (known != nullptr) {
+      const FaultEffect* const effect = faults_.hit(event.operation);
+      fault = effect == nullptr ? std::nullopt : std::optional(*effect);
+    }
   }
+  const Slow* const slow = fault ? std::get_if<Slow>(&*fault) : nullptr;
+  std::this_thread::sleep_for(robot_.latency(op) + (slow == nullptr ? Slow{} : *slow).by);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    event.ended = clock_->now();
+    event.result = known == nullptr ? refused(unknown_operation(event.operation))
+                                    : perform(*known, event.operation, fault, event.ended);
+  }
+  event.fault = fault ? fault_text(*fault) : std::string();
   if (observer_ != nullptr) {
     observer_->on_operation(event);
+  }
+  if (fault && std::holds_alternative<Throw>(*fault)) {
+    throw std::runtime_error(event.result.message);
   }
   return event.result;
 }
 
-OperateResult SimulatedBoards::decide(const Operation& operation, TimePoint now) {
-  const Device* const device = find_device(operation.board, operation.device);
-  if (device == nullptr) {
-    return refused(unknown_board_or_device(operation));
+/// What the device makes of an operation that it knows, and what a fault makes of that.
+OperateResult SimulatedBoards::perform(const DeviceOperation& known, const Operation& operation,
+                                       const std::optional<FaultEffect>& fault, TimePoint now) {
+  OperationContext context{now, emergency_, std::nullopt};
+  if (!fault) {
+    return carry_out(known, operation, context);
   }
-  const auto& known = device->operations;
-  const auto found = std::find_if(known.begin(), known.end(), [&](const DeviceOperation& one) {
-    return one.name == operation.op;
-  });
-  if (found == known.end()) {
-    return refused(fmt::format("{} {} has no operation \"{}\"; it has {}", operation.board,
-                               operation.device, operation.op,
-                               list_names(known, [](const auto& one) { return one.name; })));
+  if (const auto* const refuse = std::get_if<Refuse>(&*fault)) {
+    return refused(refuse->message);
   }
-  OperationContext context{now, emergency_, false};
-  if (const FaultEffect* const effect = faults_.hit(operation)) {
-    if (const auto* const refuse = std::get_if<Refuse>(effect)) {
-      return refused(refuse->message);
-    }
-    context.move_fails = std::holds_alternative<FailMove>(*effect);
+  if (const auto* const thrown = std::get_if<Throw>(&*fault)) {
+    return refused(thrown->message);
   }
-  return carry_out(*found, operation, context);
+  if (std::holds_alternative<AnsweredButNotDone>(*fault)) {
+    return {true, {}, {}};
+  }
+  if (const auto* const stick = std::get_if<StickMove>(&*fault)) {
+    context.move_fault = MoveFault{stick->at_permille, false};
+  } else if (std::holds_alternative<FailMove>(*fault)) {
+    context.move_fault = MoveFault{500, true};
+  }
+  OperateResult result = carry_out(known, operation, context);
+  if (const auto* const answer = std::get_if<Answer>(&*fault);
+      answer != nullptr && result.success) {
+    result.data = answer->data;
+  } else if (const auto* const failed = std::get_if<DoneButFailed>(&*fault)) {
+    return refused(failed->message);
+  }
+  return result;
 }
 
 OperateResult SimulatedBoards::carry_out(const DeviceOperation& known, const Operation& operation,
@@ -144,6 +171,28 @@ const SimulatedBoards::Device* SimulatedBoards::find_device(const std::string& b
   return found == devices_.end() ? nullptr : &*found;
 }
 
+const DeviceOperation* SimulatedBoards::find_operation(const Operation& operation) const {
+  const Device* const device = find_device(operation.board, operation.device);
+  if (device == nullptr) {
+    return nullptr;
+  }
+  const auto& known = device->operations;
+  const auto found = std::find_if(known.begin(), known.end(), [&](const DeviceOperation& one) {
+    return one.name == operation.op;
+  });
+  return found == known.end() ? nullptr : &*found;
+}
+
+std::string SimulatedBoards::unknown_operation(const Operation& operation) const {
+  const Device* const device = find_device(operation.board, operation.device);
+  if (device == nullptr) {
+    return unknown_board_or_device(operation);
+  }
+  return fmt::format("{} {} has no operation \"{}\"; it has {}", operation.board, operation.device,
+                     operation.op,
+                     list_names(device->operations, [](const auto& one) { return one.name; }));
+}
+
 std::string SimulatedBoards::unknown_board_or_device(const Operation& operation) const {
   const std::string on_board = list_names(devices_, [&](const Device& device) {
     return device.board == operation.board ? device.name : std::string();
@@ -159,6 +208,53 @@ std::string SimulatedBoards::unknown_board_or_device(const Operation& operation)
 void SimulatedBoards::add_fault(FaultRule rule) {
   const std::lock_guard<std::mutex> lock(mutex_);
   faults_.add(std::move(rule));
+}
+
+void SimulatedBoards::clear_faults() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  faults_.clear();
+}
+
+void SimulatedBoards::clear_faults(std::string_view name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  faults_.clear(name);
+}
+
+std::string SimulatedBoards::why_never_hits(const FaultRule& rule) const {
+  // Name by name, so that the first one which leaves nothing is the one that is reported.
+  std::vector<Device> left = devices_;
+  const auto keep = [&left](const auto& fits) {
+    left.erase(std::remove_if(left.begin(), left.end(), std::not_fn(fits)), left.end());
+    return !left.empty();
+  };
+  const auto is = [](const std::string& pattern, const std::string& name) {
+    return pattern == "*" || pattern == name;
+  };
+  const std::vector<Device> on_any_board = left;
+  if (!keep([&](const Device& device) { return is(rule.board, device.board); })) {
+    return fmt::format("no board \"{}\"; this robot has {}", rule.board,
+                       list_names(on_any_board, [](const auto& device) { return device.board; }));
+  }
+  const std::vector<Device> on_board = left;
+  if (!keep([&](const Device& device) { return is(rule.device, device.name); })) {
+    return fmt::format("no device \"{}\"; there is {}", rule.device,
+                       list_names(on_board, [](const auto& device) { return device.name; }));
+  }
+  std::vector<DeviceOperation> operations;
+  for (const Device& device : left) {
+    operations.insert(operations.end(), device.operations.begin(), device.operations.end());
+  }
+  if (std::none_of(operations.begin(), operations.end(),
+                   [&](const DeviceOperation& one) { return is(rule.op, one.name); })) {
+    return fmt::format("no operation \"{}\"; there is {}", rule.op,
+                       list_names(operations, [](const auto& one) { return one.name; }));
+  }
+  const bool hits = std::any_of(left.begin(), left.end(), [&](const Device& device) {
+    return std::any_of(device.operations.begin(), device.operations.end(), [&](const auto& one) {
+      return rule.matches(device.board, device.name, one.name);
+    });
+  });
+  return hits ? std::string() : "only the claw moves claw_extend and claw_home can stick or fail";
 }
 
 void SimulatedBoards::raise_emergency() { set_emergency(true); }

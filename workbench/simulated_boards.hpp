@@ -1,10 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "gateway/i_bridge_gateway.hpp"
@@ -40,19 +43,27 @@ namespace vantrel_can_bridge::workbench {
 class SimulatedBoards final : public business_layer::IBridgeGateway {
  public:
   /// All devices at power-on: dark, off, shut, disabled, claws at home. `clock` is not
-  /// null; `observer` may be, and outlives the boards.
+  /// null; `observer` may be, and outlives the boards. `seed` is of the fault rules.
   SimulatedBoards(const RobotDescription& robot, std::shared_ptr<IClock> clock,
-                  IBoardsObserver* observer = nullptr);
+                  IBoardsObserver* observer = nullptr, std::uint64_t seed = 0);
 
   SimulatedBoards(const SimulatedBoards&) = delete;
   SimulatedBoards& operator=(const SimulatedBoards&) = delete;
 
+  /// Blocks for the robot's latency, and longer where a fault rule slows it down; the
+  /// device acts at the end of that time. Throws where a fault rule says so.
   OperateResult operate(const std::string& board, const std::string& device, const std::string& op,
                         const Bytes& payload) override;
 
   /// Puts a rule in force, behind those that there are. It hits operations that a device
   /// knows, before that device looks at the payload.
   void add_fault(FaultRule rule);
+  void clear_faults();
+  void clear_faults(std::string_view name);
+
+  /// Why `rule` can never hit an operation of this robot: what it names, and what there
+  /// is. Empty where it can.
+  [[nodiscard]] std::string why_never_hits(const FaultRule& rule) const;
 
   /// Stops every claw that moves, and lets them move again. Do nothing when that is so.
   void raise_emergency();
@@ -72,16 +83,20 @@ class SimulatedBoards final : public business_layer::IBridgeGateway {
   void set_emergency(bool active);
 
   // The way of an operation to its answer; the caller holds mutex_.
-  [[nodiscard]] OperateResult decide(const Operation& operation, TimePoint now);
+  [[nodiscard]] OperateResult perform(const DeviceOperation& known, const Operation& operation,
+                                      const std::optional<FaultEffect>& fault, TimePoint now);
   [[nodiscard]] OperateResult carry_out(const DeviceOperation& known, const Operation& operation,
                                         const OperationContext& context);
 
   // What is asked for and does not exist. Take no lock: devices are fixed.
   [[nodiscard]] const Device* find_device(const std::string& board, const std::string& name) const;
+  [[nodiscard]] const DeviceOperation* find_operation(const Operation& operation) const;
+  [[nodiscard]] std::string unknown_operation(const Operation& operation) const;
   [[nodiscard]] std::string unknown_board_or_device(const Operation& operation) const;
 
   const std::shared_ptr<IClock> clock_;  // fixed at construction, as are:
   IBoardsObserver* const observer_;
+  const RobotDescription robot_;
   std::vector<Device> devices_;
 
   mutable std::mutex mutex_;  // leaf, but for the clock's own; guards all that follows

@@ -50,9 +50,9 @@ void SimulatedClaw::start(const Direction& direction, const OperationContext& co
   started_ = context.now;
   action_ = direction.moving;
   final_action_ = direction.finished;
-  if (context.move_fails) {
-    to_ = from_ + (to_ - from_) / 2;
-    final_action_ = direction.failed;
+  if (context.move_fault) {
+    to_ = from_ + (to_ - from_) * context.move_fault->at_permille / 1000;
+    final_action_ = context.move_fault->is_reported ? direction.failed : direction.moving;
   }
 }
 
@@ -66,7 +66,7 @@ void SimulatedClaw::stop(TimePoint now) {
 
 ClawStatus SimulatedClaw::status(TimePoint now) const {
   const std::chrono::nanoseconds gone = now - started_;
-  const bool arrived = action_ == final_action_ || gone >= std::chrono::abs(to_ - from_);
+  const bool arrived = gone >= std::chrono::abs(to_ - from_);
   const ClawAction action = arrived ? final_action_ : action_;
   const std::chrono::nanoseconds from_home = arrived ? to_ : from_ + (to_ > from_ ? gone : -gone);
   return {motor_, action, position(action, from_home), from_home};
