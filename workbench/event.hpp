@@ -128,7 +128,8 @@ struct ExpectationChecked {
   std::vector<std::string> actual;
 };
 
-/// Something a reader of the record should know: an aborted run, a deadlock.
+/// Something a reader of the record should know: a chapter of the scenario, or why the run
+/// ends early.
 struct Note {
   std::string text;
 };
@@ -153,8 +154,8 @@ struct Event {
 /// - On one thread, what begins and ends nests: operations and waits lie within their
 ///   request or recovery, fault and state changes of an operation between its begin and
 ///   its end.
-/// - What has begun ends, also when something is thrown or the run is ended early. The
-///   exception is a run that deadlocks: there a `Note` comes last.
+/// - What has begun ends, also when something is thrown, the run is ended early, or its
+///   threads deadlock; a `Note` then says so.
 /// - After the last event `on_end` is called once, also for a run that was interrupted.
 ///
 /// On simulated time the whole sequence, times included, depends on nothing but the robot,

@@ -54,11 +54,12 @@ IScheduler::ThreadId RealTime::start(std::string name, std::function<void()> bod
   return threads_.size() - 1;
 }
 
-void RealTime::join(ThreadId thread) {
+bool RealTime::join_until(ThreadId thread, nanoseconds deadline) {
   // By looking, not by joining: several threads may wait for the same one.
-  while (!has_ended(thread)) {
+  while (!has_ended(thread) && now() < deadline) {
     system_call::sleep(std::chrono::milliseconds(1));
   }
+  return has_ended(thread);
 }
 
 bool RealTime::has_ended(ThreadId thread) const { return find(thread).ended; }

@@ -28,7 +28,7 @@ class RealTime final : public IScheduler, private IThreadHooks {
   [[nodiscard]] std::chrono::nanoseconds now() const override;
   void sleep_until(std::chrono::nanoseconds time) override;
   ThreadId start(std::string name, std::function<void()> body) override;
-  void join(ThreadId thread) override;
+  bool join_until(ThreadId thread, std::chrono::nanoseconds deadline) override;
   [[nodiscard]] bool has_ended(ThreadId thread) const override;
   [[nodiscard]] std::string current_thread() const override;
   void interrupt() noexcept override { interrupted_ = true; }

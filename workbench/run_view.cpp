@@ -77,6 +77,11 @@ std::string outcome_text(const OperationEvent& event, const std::string& label) 
 RunView::RunView(std::ostream& out, ViewOptions options, std::shared_ptr<IClock> clock)
     : out_(out), options_(options), clock_(std::move(clock)), start_(clock_->now()) {}
 
+void RunView::on_thread(std::string name) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  thread_ = std::move(name);
+}
+
 void RunView::heading(std::string_view text) {
   const std::lock_guard<std::mutex> lock(mutex_);
   finish_repeats();
@@ -105,12 +110,13 @@ void RunView::operation(const OperationEvent& event) {
   std::string text = fmt::format("{:<27} {:<27} {} {}", asked.board + "/" + asked.device, what,
                                  success ? paint(Style::Good, "✔") : paint(Style::Bad, "✘"),
                                  outcome_text(event, take_label()));
-  if (text == last_operation_) {
+  if (text == last_operation_ && thread_ == last_thread_) {
     ++repeats_;
     return;
   }
   line(" ", text);
   last_operation_ = std::move(text);
+  last_thread_ = thread_;
   last_op_ = asked.op;
 }
 
@@ -154,6 +160,11 @@ void RunView::emergency(bool active) {
   }
 }
 
+void RunView::fault(std::string_view text) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  line(paint(Style::Caution, "!"), paint(Style::Caution, fmt::format("fault  {}", text)));
+}
+
 void RunView::check(bool held, std::string_view text) {
   const std::lock_guard<std::mutex> lock(mutex_);
   line(" ", held ? paint(Style::Good, fmt::format("✔ {}", text))
@@ -169,8 +180,9 @@ void RunView::block(const std::string& text) {
 void RunView::line(std::string_view marker, const std::string& text) {
   finish_repeats();
   const std::chrono::duration<double> since_start = clock_->now() - start_;
-  write(fmt::format("{} {} {}\n", paint(Style::Dim, fmt::format("{:7.3f}", since_start.count())),
-                    marker, text));
+  const std::string tag = thread_.empty() ? "" : paint(Style::Dim, "[" + thread_ + "]") + " ";
+  write(fmt::format("{} {} {}{}\n", paint(Style::Dim, fmt::format("{:7.3f}", since_start.count())),
+                    marker, tag, text));
 }
 
 void RunView::write(const std::string& text) { out_ << text << std::flush; }

@@ -41,6 +41,10 @@ class RunView {
   /// `out` outlives the view.
   RunView(std::ostream& out, ViewOptions options, std::shared_ptr<IClock> clock);
 
+  /// What follows happens on a thread of that name, which is shown; empty for the main one,
+  /// which is not.
+  void on_thread(std::string name);
+
   void heading(std::string_view text);
   void request(const vantrel_protocol::srv::BottomInteractSrv_Request& request);
   void operation(const OperationEvent& event);
@@ -49,6 +53,7 @@ class RunView {
   void warn(const std::string& line);
   void reply(const business_layer::bottom_compat::BottomCompatReply& reply);
   void emergency(bool active);
+  void fault(std::string_view text);
 
   /// Something that was checked, and how it came out.
   void check(bool held, std::string_view text);
@@ -73,8 +78,10 @@ class RunView {
   const TimePoint start_;
 
   std::mutex mutex_;            // leaf, but for the clock's own; guards all that follows
+  std::string thread_;          // of what comes next
   std::string last_operation_;  // its line; empty after a request, a reply or a stop
   std::string last_op_;         // its "op"
+  std::string last_thread_;     // on which it was asked for
   std::uint64_t repeats_ = 0;   // of last_operation_, not yet shown
   std::map<std::thread::id, std::string> labels_;  // of the operation that each thread began
 };

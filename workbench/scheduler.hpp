@@ -44,8 +44,9 @@ class IScheduler {
   /// Runs `body`, which must not throw, on a thread of its own.
   virtual ThreadId start(std::string name, std::function<void()> body) = 0;
 
-  /// Waits until `thread` has ended; returns at once where it has.
-  virtual void join(ThreadId thread) = 0;
+  /// Waits until `thread` has ended, or until `deadline`; returns whether it has ended.
+  virtual bool join_until(ThreadId thread, std::chrono::nanoseconds deadline) = 0;
+  void join(ThreadId thread) { join_until(thread, std::chrono::nanoseconds::max()); }
   [[nodiscard]] virtual bool has_ended(ThreadId thread) const = 0;
 
   /// Name of the calling thread.

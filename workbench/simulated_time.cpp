@@ -14,6 +14,9 @@ using std::chrono::nanoseconds;
 /// for "never".
 constexpr nanoseconds kClockAtStart = std::chrono::seconds(1'000);
 
+/// Of a thread that goes on only when another lets it.
+constexpr nanoseconds kNever = nanoseconds::max();
+
 nanoseconds later(nanoseconds time, nanoseconds duration) {
   const nanoseconds end = nanoseconds::max() - kClockAtStart;
   return duration > end - time ? end : time + duration;
@@ -76,11 +79,12 @@ void SimulatedTime::run(ThreadId self, Thread& thread, std::function<void()> bod
   sem_post(&threads_[running_].turn);
 }
 
-void SimulatedTime::join(ThreadId thread) {
-  if (!has_ended(thread)) {
+bool SimulatedTime::join_until(ThreadId thread, nanoseconds deadline) {
+  if (!has_ended(thread) && now_ < deadline) {
     threads_[running_].awaited_thread = thread;
-    wait(State::WaitsForThread, now_);
+    wait(State::WaitsForThread, deadline);
   }
+  return has_ended(thread);
 }
 
 bool SimulatedTime::has_ended(ThreadId thread) const {
@@ -111,7 +115,7 @@ int SimulatedTime::lock(pthread_mutex_t* mutex) {
     }
     Thread& self = threads_[running_];
     self.awaited_mutex = mutex;
-    wait(State::WaitsForMutex, now_);
+    wait(State::WaitsForMutex, kNever);
     if (std::exchange(self.is_refused, false)) {
       return EDEADLK;
     }
@@ -178,7 +182,7 @@ IScheduler::ThreadId SimulatedTime::next_thread() {
   ThreadId next = kNone;
   for (ThreadId id = 0; id < threads_.size(); ++id) {
     const Thread& thread = threads_[id];
-    if (thread.state == State::CanGoOn &&
+    if (thread.state != State::Ended && thread.time != kNever &&
         (next == kNone || std::pair(thread.time, thread.since) <
                               std::pair(threads_[next].time, threads_[next].since))) {
       next = id;

@@ -42,7 +42,7 @@ class SimulatedTime final : public IScheduler, private IThreadHooks {
   void sleep_until(std::chrono::nanoseconds time) override;
   ThreadId start(std::string name, std::function<void()> body) override;
   /// A thread that waits for one that waits for it is let go, and `error` says so.
-  void join(ThreadId thread) override;
+  bool join_until(ThreadId thread, std::chrono::nanoseconds deadline) override;
   [[nodiscard]] bool has_ended(ThreadId thread) const override;
   [[nodiscard]] std::string current_thread() const override;
   void interrupt() noexcept override { interrupted_ = true; }
@@ -58,7 +58,7 @@ class SimulatedTime final : public IScheduler, private IThreadHooks {
     std::thread handle;  // of none for "main"
     sem_t turn{};        // posted when the thread gets the turn
     State state = State::CanGoOn;
-    std::chrono::nanoseconds time{0};  // from when it can go on
+    std::chrono::nanoseconds time{0};  // when it can go on, or waits no longer
     std::uint64_t since = 0;           // order in which the waiting threads began to
     pthread_mutex_t* awaited_mutex = nullptr;
     ThreadId awaited_thread = 0;

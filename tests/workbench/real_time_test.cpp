@@ -43,6 +43,14 @@ TEST(RealTime, ThreadsRunSideBySide) {
   EXPECT_EQ(time.current_thread(), "main");
 }
 
+TEST(RealTime, JoinGivesUpAtItsDeadline) {
+  RealTime time;
+  const auto worker = time.start("worker", [&] { time.sleep_until(10h); });
+  EXPECT_FALSE(time.join_until(worker, time.now() + 2ms));
+  time.interrupt();
+  EXPECT_TRUE(time.join_until(worker, 10h));
+}
+
 TEST(RealTime, MutexesHoldThreadsOff) {
   RealTime time;
   std::mutex mutex;

@@ -217,6 +217,14 @@ TEST_F(SimulatedTimeTest, JoinWaitsForTheEnd) {
   EXPECT_THAT(done_, ElementsAre("2000 worker ends", "2000 main goes on"));
 }
 
+TEST_F(SimulatedTimeTest, JoinGivesUpAtItsDeadline) {
+  const auto worker = time_.start("worker", [] { std::this_thread::sleep_for(2s); });
+  EXPECT_FALSE(time_.join_until(worker, 1s));
+  EXPECT_EQ(time_.now(), 1s);
+  EXPECT_TRUE(time_.join_until(worker, 3s));
+  EXPECT_EQ(time_.now(), 2s);
+}
+
 TEST(SimulatedTime, DestructorLetsThreadsRunToTheirEnd) {
   bool ended = false;
   {

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "workbench/reference_robot.hpp"
+#include "tests/workbench/reference_robot.hpp"
 
 namespace vantrel_can_bridge::workbench::test {
 namespace {

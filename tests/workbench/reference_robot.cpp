@@ -1,4 +1,4 @@
-#include "workbench/reference_robot.hpp"
+#include "tests/workbench/reference_robot.hpp"
 
 namespace vantrel_can_bridge::workbench {
 

@@ -1,0 +1,83 @@
+#include "workbench/sweep.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/workbench/scenario_fixture.hpp"
+
+namespace vantrel_can_bridge::workbench::test {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<SweepRun> sweep_all(const Scenario& scenario) {
+  std::vector<SweepRun> runs;
+  sweep(
+      scenario, [&](const SweepRun& run) { runs.push_back(run); }, [] { return false; });
+  return runs;
+}
+
+TEST(Sweep, DisturbsEveryOperationAndEveryWait) {
+  const auto runs = sweep_all(
+      scenario("  - request: {cmd: procter, clean_cmd: 1, clean_duty: 60, clean_select: 1}\n"));
+  std::vector<std::string> names;
+  for (const SweepRun& run : runs) {
+    names.push_back(run.disturbance + ": " + run.place);
+    EXPECT_THAT(run.broken, IsEmpty()) << names.back();
+  }
+  EXPECT_THAT(
+      names,
+      ElementsAre("stop before operation 1: valve set_valves",
+                  "stop after operation 1: valve set_valves", "operation 1 fails: valve set_valves",
+                  "stop before operation 2: pump set_duty", "stop after operation 2: pump set_duty",
+                  "operation 2 fails: pump set_duty", "stop in wait 1: wait 200 ms"));
+  EXPECT_EQ(runs[0].ended_after, 210ms) << "5 ms for each of two writes, and the valve's delay";
+  EXPECT_THAT(runs[0].left, ElementsAre("emergency active", "pump 1 60 %", "valve 0 open"));
+  EXPECT_EQ(runs[2].ended_after, std::nullopt);
+  EXPECT_THAT(runs[2].left, IsEmpty());
+  EXPECT_THAT(runs[5].left, ElementsAre("valve 0 open"));
+  EXPECT_EQ(runs[6].ended_after, 105ms);
+}
+
+TEST(Sweep, FindsAClawMoveThatEndsWithinAPollOfTheStop) {
+  for (const SweepRun& run :
+       sweep_all(scenario("  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n",
+                          "with: {claw_retry_count: 0}\n"))) {
+    EXPECT_THAT(run.broken, IsEmpty()) << run.disturbance;
+    if (run.disturbance.rfind("stop", 0) == 0) {
+      EXPECT_LE(run.ended_after.value_or(0ms), 105ms) << run.disturbance;
+    }
+  }
+}
+
+TEST(Sweep, ReportsAPumpThatRunsWithItsValvesShut) {
+  // The valve write is answered but not done, so that the pump starts behind shut valves.
+  const auto runs = sweep_all(
+      scenario("  - fault: {device: valve, answered_but_not_done: true}\n"
+               "  - request: {cmd: procter, clean_cmd: 1, clean_duty: 60, clean_select: 1}\n"));
+  EXPECT_THAT(runs.front().broken, ElementsAre("pump 1 runs with its valves shut"));
+}
+
+TEST(Sweep, ReportsWhatIsThrownInsteadOfAReply) {
+  const auto runs =
+      sweep_all(scenario("  - fault: {device: pump, throw: bus off}\n"
+                         "  - request: {cmd: handle_pump}\n"));
+  EXPECT_THAT(runs.front().broken, Contains("request 1 threw: bus off"));
+}
+
+TEST(Sweep, EndsWhenItIsInterrupted) {
+  int runs = 0;
+  sweep(
+      scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"),
+      [&](const SweepRun&) { ++runs; }, [&] { return runs > 0; });
+  EXPECT_EQ(runs, 3) << "all of the first operation";
+}
+
+}  // namespace
+}  // namespace vantrel_can_bridge::workbench::test

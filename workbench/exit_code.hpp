@@ -1,0 +1,13 @@
+#pragma once
+
+namespace vantrel_can_bridge::workbench {
+
+/// How the program ends, the same for all of its subcommands.
+enum class ExitCode : int {
+  Held = 0,           ///< all went as it should
+  Failed = 1,         ///< an expectation, a check or a request failed
+  Usage = 2,          ///< arguments or input files are wrong
+  Interrupted = 130,  ///< by Ctrl-C
+};
+
+}  // namespace vantrel_can_bridge::workbench

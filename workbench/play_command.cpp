@@ -1,0 +1,150 @@
+#include "workbench/play_command.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "workbench/console_view.hpp"
+#include "workbench/interrupt.hpp"
+#include "workbench/player.hpp"
+#include "workbench/real_time.hpp"
+#include "workbench/scenario_reader.hpp"
+#include "workbench/scenario_recording.hpp"
+#include "workbench/simulated_time.hpp"
+#include "workbench/state_table.hpp"
+#include "workbench/terminal.hpp"
+
+namespace vantrel_can_bridge::workbench {
+namespace {
+
+std::unique_ptr<IScheduler> make_scheduler(bool realtime) {
+  if (realtime) {
+    return std::make_unique<RealTime>();
+  }
+  return std::make_unique<SimulatedTime>();
+}
+
+std::string verdict(const PlayResult& result) {
+  const std::uint64_t all = result.held + result.failed;
+  std::string text =
+      result.failed == 0
+          ? fmt::format("{} expectation{} held", all, all == 1 ? "" : "s")
+          : fmt::format("{} of {} expectation{} failed", result.failed, all, all == 1 ? "" : "s");
+  return result.error.empty() ? text : text + ", " + result.error;
+}
+
+/// Every scenario, or nothing once all errors were printed.
+std::optional<std::vector<Scenario>> read_all(const std::vector<std::string>& files) {
+  InputErrors errors;
+  std::vector<Scenario> scenarios;
+  for (const std::string& file : files) {
+    InputErrors of_file;
+    if (std::optional<Scenario> scenario = read_scenario_file(file, of_file)) {
+      scenarios.push_back(*std::move(scenario));
+    }
+    std::cerr << of_file.lines();
+  }
+  return scenarios.size() == files.size() ? std::optional(std::move(scenarios)) : std::nullopt;
+}
+
+void print_verdict(bool is_good, const std::string& text) {
+  std::cout << styled(is_good ? Style::Good : Style::Alarm, (is_good ? "✔ " : "✘ ") + text,
+                      wants_colour(STDOUT_FILENO))
+            << '\n';
+}
+
+bool write_file(const std::string& path, const std::string& text) {
+  std::ofstream file(path, std::ios::binary);
+  if (!(file << text).flush()) {
+    std::cerr << path << ": cannot be written\n";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+PlayCommand::PlayCommand(CLI::App& app)
+    : command_(app.add_subcommand("play", "Play scenario files and check what they expect")) {
+  command_->add_option("SCENARIO", files_, "Scenario files, played one after the other")
+      ->required();
+  command_->add_flag("-q,--quiet", quiet_, "Print failures alone");
+  command_->add_flag("-v,--verbose", verbose_,
+                     "Show every debug line, also those that only repeat others");
+  command_->add_flag("--realtime", realtime_,
+                     "Let time pass as on the robot instead of simulating it");
+  command_->add_flag("--boards", boards_, "Show the state of every device at the end");
+  command_->add_option("--seed", seed_,
+                       "For what the scenarios leave to chance, instead of theirs");
+  command_->add_option("--record", record_,
+                       "Write the scenario again to this file, expecting what has happened");
+  command_->footer(
+      "Exits with 0 when every expectation held, with 1 when one failed, with 2 when a file\n"
+      "is wrong, and with 130 when it was interrupted. Coloured on a terminal; NO_COLOR=1 is\n"
+      "honoured.\n"
+      "Example: bottom-workbench play scenarios/*.yaml --quiet");
+}
+
+ExitCode PlayCommand::run() const {
+  std::optional<std::vector<Scenario>> scenarios = read_all(files_);
+  if (!scenarios) {
+    return ExitCode::Usage;
+  }
+  if (!record_.empty() && scenarios->size() != 1) {
+    std::cerr << "--record: found " << scenarios->size() << " scenarios; expected one\n";
+    return ExitCode::Usage;
+  }
+  std::size_t failed = 0;
+  for (Scenario& scenario : *scenarios) {
+    scenario.seed = seed_.value_or(scenario.seed);
+    switch (play_one(scenario)) {
+      case ExitCode::Held:
+        break;
+      case ExitCode::Interrupted:
+        return ExitCode::Interrupted;
+      default:
+        ++failed;
+    }
+  }
+  if (!quiet_ && scenarios->size() > 1) {
+    print_verdict(failed == 0, failed == 0 ? fmt::format("all {} scenarios held", scenarios->size())
+                                           : fmt::format("{} of {} scenarios failed", failed,
+                                                         scenarios->size()));
+  }
+  return failed == 0 ? ExitCode::Held : ExitCode::Failed;
+}
+
+ExitCode PlayCommand::play_one(const Scenario& scenario) const {
+  const bool coloured = wants_colour(STDOUT_FILENO);
+  if (!quiet_) {
+    std::cout << styled(Style::Bold, scenario.title, coloured) << '\n';
+  }
+  ConsoleView console(std::cout, {{coloured, verbose_}, quiet_});
+  EventFanOut sinks;
+  sinks.add(console);
+  ScenarioRecording recording(scenario);
+  PlayHooks hooks;
+  hooks.after_step = [&](const StepRecord& record) { recording.add(record); };
+  if (boards_ && !quiet_) {
+    hooks.finish = [&](Run& run) {
+      std::cout << state_table(device_rows(run.boards().snapshot(), scenario.config), coloured);
+    };
+  }
+  const std::unique_ptr<IScheduler> scheduler = make_scheduler(realtime_);
+  const InterruptOnSignal interrupt(*scheduler);
+  const PlayResult result = play(scenario, *scheduler, sinks, hooks);
+  const bool is_written = record_.empty() || write_file(record_, recording.text(record_));
+  const bool is_good = result.is_good() && is_written;
+  if (!quiet_ || !is_good) {
+    print_verdict(is_good, fmt::format("{}: {}", scenario.file, verdict(result)));
+  }
+  if (scheduler->interrupted()) {
+    return ExitCode::Interrupted;
+  }
+  return is_good ? ExitCode::Held : ExitCode::Failed;
+}
+
+}  // namespace vantrel_can_bridge::workbench

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workbench/scenario.hpp"
+
+namespace vantrel_can_bridge::workbench {
+
+/// What came of one run of a sweep.
+struct SweepRun {
+  std::string disturbance;  ///< "stop before operation 3", "operation 3 fails"
+  std::string place;        ///< the operation or the wait: "motor1 claw_extend", "wait 100 ms"
+  /// From the stop until the work that it interrupted had ended; nothing where it came
+  /// while none was under way, or where there was no stop.
+  std::optional<std::chrono::nanoseconds> ended_after;
+  std::vector<std::string> left;    ///< what is not at rest in the end: "pump 1 60 %"
+  std::vector<std::string> broken;  ///< the rules that were broken, in words
+};
+
+/// Plays `scenario` undisturbed, and then again and again on simulated time: once with an
+/// emergency stop before and after each of its operations and in the middle of each of its
+/// waits, and once with each operation failing. Expectations of the scenario do not count,
+/// these rules do:
+/// - no claw is told to move while the stop is active;
+/// - every request is answered, and nothing is thrown;
+/// - no pump with a valve group runs while all of its valves are shut.
+///
+/// `show` is called with each run as it ends. Stops early when `interrupted` says so.
+void sweep(const Scenario& scenario, const std::function<void(const SweepRun&)>& show,
+           const std::function<bool()>& interrupted);
+
+}  // namespace vantrel_can_bridge::workbench

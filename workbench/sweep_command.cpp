@@ -1,0 +1,95 @@
+#include "workbench/sweep_command.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <iostream>
+
+#include "workbench/scenario_reader.hpp"
+#include "workbench/sweep.hpp"
+#include "workbench/terminal.hpp"
+
+namespace vantrel_can_bridge::workbench {
+namespace {
+
+volatile std::sig_atomic_t is_interrupted = 0;  // NOLINT: set by the signal handler
+
+extern "C" void end_sweep(int /*signal*/) { is_interrupted = 1; }
+
+std::string row(const std::string& disturbance, const std::string& place, const std::string& ended,
+                const std::string& left) {
+  return fmt::format("{:<26} {:<30} {:>10}  {}", disturbance, place, ended, left);
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+  return texts.empty() ? "everything at rest" : fmt::format("{}", fmt::join(texts, ", "));
+}
+
+std::string ended_text(const SweepRun& run) {
+  if (!run.ended_after) {
+    return "-";
+  }
+  const auto ended = std::chrono::duration<double, std::milli>(*run.ended_after).count();
+  return fmt::format("{:.0f} ms", ended);
+}
+
+}  // namespace
+
+SweepCommand::SweepCommand(CLI::App& app)
+    : command_(app.add_subcommand(
+          "sweep", "Play a scenario with a stop or a failure at every point, and check rules")) {
+  command_->add_option("SCENARIO", file_, "Scenario file")->required();
+  command_->add_flag("-q,--quiet", quiet_, "Print broken rules and the verdict alone");
+  command_->footer(
+      "Raises an emergency stop before and after every operation and inside every wait, and\n"
+      "lets every operation fail once; shows how long the interrupted work went on after the\n"
+      "stop, and what was left on. Broken is: a claw told to move during the stop, a request\n"
+      "not answered, a pump running with its valves shut. Exits with 0 when nothing was, with\n"
+      "1 when something was, with 2 when the file is wrong, with 130 when interrupted.\n"
+      "Example: bottom-workbench sweep scenarios/cleaning-round.yaml");
+}
+
+ExitCode SweepCommand::run() const {
+  InputErrors errors;
+  const std::optional<Scenario> scenario = read_scenario_file(file_, errors);
+  if (!scenario) {
+    std::cerr << errors.lines();
+    return ExitCode::Usage;
+  }
+  const bool coloured = wants_colour(STDOUT_FILENO);
+  if (!quiet_) {
+    std::cout << styled(Style::Bold, row("disturbed by", "at", "ended after", "left"), coloured)
+              << '\n';
+  }
+  std::size_t runs = 0;
+  std::size_t broken = 0;
+  std::signal(SIGINT, end_sweep);
+  sweep(
+      *scenario,
+      [&](const SweepRun& run) {
+        ++runs;
+        broken += run.broken.empty() ? 0U : 1U;
+        if (!quiet_ || !run.broken.empty()) {
+          std::cout << row(run.disturbance, run.place, ended_text(run), joined(run.left)) << '\n';
+        }
+        for (const std::string& rule : run.broken) {
+          std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';
+        }
+      },
+      [] { return is_interrupted != 0; });
+  std::signal(SIGINT, SIG_DFL);
+  const bool is_good = broken == 0;
+  std::cout << styled(is_good ? Style::Good : Style::Alarm,
+                      is_good ? fmt::format("✔ {} runs, no rule broken", runs)
+                              : fmt::format("✘ {} of {} runs broke a rule", broken, runs),
+                      coloured)
+            << '\n';
+  if (is_interrupted != 0) {
+    return ExitCode::Interrupted;
+  }
+  return is_good ? ExitCode::Held : ExitCode::Failed;
+}
+
+}  // namespace vantrel_can_bridge::workbench
