@@ -20,7 +20,7 @@ struct BottomCompatConfig {
 
   // Cleaning motors.
   std::int64_t tools_clean_rpm_per_duty = 0;          ///< rpm for each unit of duty
-  std::vector<std::int64_t> tools_clean_motor_slots;  ///< motor numbers of selects 1, 2, 4
+  std::vector<std::int64_t> tools_clean_motor_slots;  ///< motors of selects 1, 2, 4; more only stop
   std::vector<std::int64_t> aux_ids_a;                ///< carried; read by no operation
   std::vector<std::int64_t> aux_ids_b;                ///< carried; read by no operation
 
@@ -48,10 +48,10 @@ struct BottomCompatConfig {
   std::uint8_t rear_projection_bit = 0;
 
   // Tool claws.
-  bool claw_enabled = false;                 ///< false refuses every claw command
+  bool claw_enabled = false;                 ///< false refuses claw moves, but for recoveries
   std::vector<std::int64_t> claw_motor_ids;  ///< motor number of each claw; selects reach four
   std::int64_t claw_poll_interval_ms = 0;    ///< before each status query; at least 10 is used
-  std::int64_t claw_timeout_ms = 0;          ///< one attempt; at least one poll interval is used
+  std::int64_t claw_timeout_ms = 0;          ///< from the write on; at least one poll is made
   std::int64_t claw_retry_count = 0;         ///< attempts after the first; negative counts as 0
   std::int64_t claw_retry_backoff_ms = 0;    ///< between attempts; 0 or less: none
   bool claw_emergency_recovery = false;      ///< lower the claws when a stop clears

@@ -46,16 +46,16 @@ using LogCallback = std::function<void(const std::string&)>;
 ///
 /// Failures are values: bad input, an unknown command and a failed device operation come
 /// back in the reply. Exceptions leave only when memory runs out, when a mutex cannot be
-/// locked (`std::system_error` with the error number; the request is then not carried
-/// out), and when the gateway or a callback throws; every lock is free again by then.
+/// locked (`std::system_error` with the error number; nothing that needs that mutex is
+/// then done), and when the gateway or a callback throws; every lock is free again by then.
 ///
 /// A request of several operations ends at the first that fails, with that operation's
 /// reply; nothing later is sent and nothing earlier is undone.
 class BottomCompatOrchestrator {
  public:
-  /// Takes over `gateway`, `config` and the callbacks, of which each may be empty. All
-  /// claws start `Unknown`, no emergency is active. Nothing is checked: what a request
-  /// cannot work with fails that request. `gateway` must not be null.
+  /// Takes over `gateway`, which must not be null, `config`, and the callbacks, each of
+  /// which may be empty. All claws start `Unknown`, no emergency is active. Nothing is
+  /// checked: what a request cannot work with fails that request.
   BottomCompatOrchestrator(std::shared_ptr<IBridgeGateway> gateway, BottomCompatConfig config,
                            LogCallback debug, LogCallback info, LogCallback warn);
 
@@ -87,22 +87,24 @@ class BottomCompatOrchestrator {
   [[nodiscard]] BottomCompatReply handle(
       const vantrel_protocol::srv::BottomInteractSrv_Request& request);
 
-  /// The self-cleaning board has entered its emergency stop: no claw move starts from
-  /// now on, and a running one ends within one poll interval plus one query.
+  /// The self-cleaning board has entered its emergency stop: no claw attempt starts from
+  /// now on, but for one that is already past its check, and a running attempt ends
+  /// within one poll interval plus one gateway call. Its request ends with it, or after
+  /// the pause between attempts where one is due.
   ///
   /// Sends nothing. Waits for nothing but the debug callback: `claw_mutex_` is only
-  /// tried, and where a move holds it, that claw counts as not lowered.
+  /// tried, and where it is busy, some claw counts as not lowered.
   void on_emergency_active();
 
   /// The emergency stop has cleared: lowers every claw that is not lowered, one after the
-  /// other, raising it first unless it is `Raised`. Does nothing when all were lowered
-  /// when the stop came, or when `claw_emergency_recovery` is false.
+  /// other, raising it first unless it is `Raised`. Moves nothing, but lets claws move again,
+  /// when all were lowered when the stop came, or when `claw_emergency_recovery` is false.
   ///
-  /// Waits for `claw_mutex_`, then blocks for at most `claw_recovery_budget_ms` plus the
-  /// move that is running when it ends: the budget is looked at between moves only. Each
-  /// move is a single attempt. A new stop ends the recovery as it ends a move. Claws that
-  /// are left keep their state and are tried again when the next stop clears. Outcomes
-  /// are only logged.
+  /// The budget runs from the call: waiting for `claw_mutex_` uses it up too. Blocks for
+  /// that wait, or for `claw_recovery_budget_ms` plus the move that is running when it
+  /// ends: the budget is looked at between moves only. Each move is a single attempt. A new stop
+  /// ends the recovery as it ends a move. Claws that are left keep their state and are tried again
+  /// when the next stop clears. Outcomes are only logged.
   void on_emergency_recovered();
 
   /// The recorded state of claw `index`; `Unknown` where there is no such claw. Takes
@@ -146,7 +148,8 @@ class BottomCompatOrchestrator {
   [[nodiscard]] BottomCompatReply handle_procter(
       const vantrel_protocol::srv::BottomInteractSrv_Request& request);
 
-  /// The claw's share of cmd 0; takes `claw_mutex_` only once the request is found good.
+  /// The claw's share of cmd 0, called by `handle_procter` under `actuator_mutex_`; takes
+  /// no group's mutex itself, and `claw_mutex_` only once the request is found good.
   /// Checks in this order: nothing to do, claws disabled, command, select.
   [[nodiscard]] BottomCompatReply handle_tools_claw(
       const vantrel_protocol::srv::BottomInteractSrv_Request& request);
@@ -183,8 +186,9 @@ class BottomCompatOrchestrator {
 
   /// Opens or closes valves of the list `valves` (bit numbers): all valid ones for a
   /// `select` of 0 or less, even if that is none; entry 0, 1, 2, 3 for 1, 2, 4, 8. Fails,
-  /// nothing sent, for any other select ("unsupported valve select: N") and where the
-  /// selected entry is no valve ("valve bit out of range").
+  /// nothing sent, for any other select and an entry that the list does not have
+  /// ("unsupported valve select: N"), and where the entry is no valve ("valve bit out of
+  /// range").
   [[nodiscard]] BottomCompatReply operate_valves(const std::vector<std::int64_t>& valves,
                                                  std::int32_t select, bool open);
 
@@ -283,7 +287,8 @@ class BottomCompatOrchestrator {
   static std::int64_t multiplex_select_to_index(std::int32_t select);
 
   /// `duty` × `rpm_per_duty`, negated for cmd 3. A product beyond 64 bits stops at the
-  /// end of the range on its own side: a motor never turns the other way.
+  /// end of the range on its own side, and so does the negation: a motor never turns the
+  /// other way.
   static std::int64_t motor_target_rpm(std::int32_t cmd, std::int32_t duty,
                                        std::int64_t rpm_per_duty);
 
@@ -324,11 +329,6 @@ class BottomCompatOrchestrator {
   const LogCallback info_;
   const LogCallback warn_;
 
-  // Every poll of every move needs these two; they are too long for the small-string
-  // buffer.
-  const std::string claw_query_op_ = "claw_query_state";
-  const std::string claw_query_label_ = "tools_claw query_state";
-
   std::mutex actuator_mutex_;      // outermost; serialises actuator requests; guards no data
   std::mutex light_mutex_;         // never with another; serialises light requests; no data
   mutable std::mutex claw_mutex_;  // after actuator_mutex_; serialises claw moves
@@ -340,6 +340,11 @@ class BottomCompatOrchestrator {
   // Atomic: some claw is to be lowered when the stop clears. Written and read by the
   // emergency entry points alone, with and without claw_mutex_.
   std::atomic<bool> need_lower_{false};
+
+  // Fixed: every poll of every move needs these two, which are too long for the
+  // small-string buffer.
+  const std::string claw_query_op_ = "claw_query_state";
+  const std::string claw_query_label_ = "tools_claw query_state";
 };
 
 }  // namespace vantrel_can_bridge::business_layer::bottom_compat

@@ -256,7 +256,7 @@ BottomCompatReply BottomCompatOrchestrator::operate_motor_slot(std::int64_t sele
       return stop_all_motors(select, cmd, duty);
     }
     if (select == 8) {
-      return succeeded();  // a fourth tool, which old clients start and this robot lacks
+      return succeeded();  // accepted on purpose, and no motor answers to it
     }
     return failed(text("unsupported tools_clean select: ", select));
   }

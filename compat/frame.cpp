@@ -31,7 +31,7 @@ BottomCompatReply BottomCompatOrchestrator::handle(
     case 8:
       return handle_wheel_control(request);
     case 9:
-    case 11:  // old clients use both codes for the same thing
+    case 11:  // both codes are the same command
       return handle_fill_light(request);
     case 13:
       return handle_end_tool_pump(request);

@@ -126,8 +126,7 @@ BottomCompatReply BottomCompatOrchestrator::handle_wheel_control(
     const vantrel_protocol::srv::BottomInteractSrv_Request& request) {
   const std::lock_guard<std::mutex> lock(actuator_mutex_);
   const bool is_lock = request.wheel_cmd != 0;
-  // The bit in this line is what log readers of the old board search for; it does not
-  // follow `wheel_power_bit`.
+  // The bit number in this line is fixed text: it does not follow `wheel_power_bit`.
   debug_log(text("CMD_WHEEL_CONTROL: wheel_cmd=", request.wheel_cmd,
                  " mapped_value=", is_lock ? "lock" : "unlock", " bottom_motor_stop_bit=5"));
   return operate_power_bit(config_.wheel_power_sub, config_.wheel_power_bit,

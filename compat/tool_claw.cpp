@@ -184,8 +184,8 @@ BottomCompatReply BottomCompatOrchestrator::handle_tools_claw(
     const vantrel_protocol::srv::BottomInteractSrv_Request& request) {
   debug_log(text("CMD_PROCTER tools_claw: cmd=", request.tools_claw_cmd,
                  " duty=", request.tools_claw_duty, " select=", request.tools_claw_select));
-  // Comes before the enable test: old clients send every procter request with claw
-  // fields, also on robots without claws.
+  // Comes before the enable test: a procter request without a claw command succeeds also
+  // on a robot whose claws are disabled.
   if (request.tools_claw_cmd == 0 && request.tools_claw_duty == 0) {
     debug_log("tools_claw skipped: empty command");
     return succeeded();
@@ -282,8 +282,8 @@ BottomCompatOrchestrator::Recovery BottomCompatOrchestrator::recover_claw(
     debug_log(text("tools_claw recovery lower failed for ", claw_device_name(index), ": ",
                    lowered.message));
   }
-  // Also after the last claw: a recovery that ends too late is reported, and tried again
-  // when the next stop clears, even if every claw is lowered by now.
+  // Also after the last claw: a recovery that ends too late is reported, even if every
+  // claw is lowered by now.
   return deadline.reached() ? Recovery::BudgetExceeded : Recovery::Continue;
 }
 

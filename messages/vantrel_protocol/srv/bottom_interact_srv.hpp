@@ -8,7 +8,7 @@ namespace vantrel_protocol::srv {
 /// command, of which a command reads its own and ignores the rest.
 ///
 /// Stands in for the record of the generated message package. A bridge that has
-/// that package puts its include path before ours; only the names and the widths
+/// that package puts its include path before ours; only the names and the types
 /// of these fields matter to the orchestrator, which reads them and no others.
 struct BottomInteractSrv_Request {
   /// Command code, 0 to 14; see `BottomCompatOrchestrator::handle`.
@@ -17,7 +17,7 @@ struct BottomInteractSrv_Request {
   // Cleaning motors (cmd 0).
   std::int32_t tools_cmd = 0;     ///< 0 stops, 3 runs in reverse, any other value runs forward
   std::int32_t tools_duty = 0;    ///< units of `tools_clean_rpm_per_duty`; 0 or less stops
-  std::int32_t tools_select = 0;  ///< one-hot: 1, 2, 4; 8 starts nothing; others stop all
+  std::int32_t tools_select = 0;  ///< one-hot 1, 2, 4; else a stop stops all, a start fails
 
   // Tool claws (cmd 0).
   std::int32_t tools_claw_cmd = 0;     ///< 1 extends, 3 homes, 0 with duty 0 does nothing
@@ -29,13 +29,13 @@ struct BottomInteractSrv_Request {
   std::int32_t pump_duty = 0;  ///< percent; 0 or less stops, above 100 counts as 100
 
   // Clean pump behind its valves (cmd 0).
-  std::int32_t clean_cmd = 0;     ///< 0 stops, any other value runs
-  std::int32_t clean_duty = 0;    ///< percent; exactly 0 switches pump and valves off
+  std::int32_t clean_cmd = 0;     ///< 0 leaves the pump at 0 behind open valves
+  std::int32_t clean_duty = 0;    ///< percent up to 100; 0 is off, negative is on at 0
   std::int32_t clean_select = 0;  ///< one-hot: the one valve of the group to open
 
   // Dirty pump behind its valves (cmd 0).
-  std::int32_t dirty_cmd = 0;     ///< 0 stops, any other value runs
-  std::int32_t dirty_duty = 0;    ///< percent; exactly 0 switches pump and valves off
+  std::int32_t dirty_cmd = 0;     ///< 0 leaves the pump at 0 behind open valves
+  std::int32_t dirty_duty = 0;    ///< percent up to 100; 0 is off, negative is on at 0
   std::int32_t dirty_select = 0;  ///< bit mask: bit i opens valve i of the group
 
   // Side LEDs (cmd 2): colours are 0xRRGGBB, 0 leaves the group as it is; levels
