@@ -128,10 +128,10 @@ struct ExpectationChecked {
   std::vector<std::string> actual;
 };
 
-/// Something a reader of the record should know: a chapter of the scenario, or why the run
-/// ends early.
+/// Something a reader of the record should know.
 struct Note {
   std::string text;
+  bool is_problem = false;  ///< why the run ends early; else a chapter of the scenario
 };
 
 using EventBody =

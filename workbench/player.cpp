@@ -117,7 +117,7 @@ PlayResult Player::play() {
     result_.error = scheduler_.error();
   }
   if (!result_.error.empty()) {
-    run_.record(Note{result_.error});
+    run_.record(Note{result_.error, true});
   }
   result_.operations = run_.operations();
   result_.waits = run_.waits();
