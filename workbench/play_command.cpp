@@ -81,6 +81,12 @@ PlayCommand::PlayCommand(CLI::App& app)
                        "For what the scenarios leave to chance, instead of theirs");
   command_->add_option("--record", record_,
                        "Write the scenario again to this file, expecting what has happened");
+  command_->add_option("--trace", traces_.jsonl,
+                       "Write everything that happens to this file, one JSON object a line");
+  command_->add_option("--perfetto", traces_.perfetto,
+                       "Write it for ui.perfetto.dev: open this JSON file there");
+  command_->add_option("--timeline", traces_.timeline,
+                       "Draw it: an HTML page, or the picture alone if the name ends in .svg");
   command_->footer(
       "Exits with 0 when every expectation held, with 1 when one failed, with 2 when a file\n"
       "is wrong, and with 130 when it was interrupted. Coloured on a terminal; NO_COLOR=1 is\n"
@@ -93,8 +99,13 @@ ExitCode PlayCommand::run() const {
   if (!scenarios) {
     return ExitCode::Usage;
   }
-  if (!record_.empty() && scenarios->size() != 1) {
-    std::cerr << "--record: found " << scenarios->size() << " scenarios; expected one\n";
+  if ((!record_.empty() || !traces_.empty()) && scenarios->size() != 1) {
+    std::cerr << "--record, --trace, --perfetto and --timeline: found " << scenarios->size()
+              << " scenarios; expected one\n";
+    return ExitCode::Usage;
+  }
+  if (const std::string clash = find_clash(traces_, files_.front()); !clash.empty()) {
+    std::cerr << clash;
     return ExitCode::Usage;
   }
   std::size_t failed = 0;
@@ -103,10 +114,13 @@ ExitCode PlayCommand::run() const {
     switch (play_one(scenario)) {
       case ExitCode::Held:
         break;
+      case ExitCode::Failed:
+        ++failed;
+        break;
+      case ExitCode::Usage:
+        return ExitCode::Usage;
       case ExitCode::Interrupted:
         return ExitCode::Interrupted;
-      default:
-        ++failed;
     }
   }
   if (!quiet_ && scenarios->size() > 1) {
@@ -118,6 +132,11 @@ ExitCode PlayCommand::run() const {
 }
 
 ExitCode PlayCommand::play_one(const Scenario& scenario) const {
+  TraceOutputs traces(traces_, scenario.title);
+  if (const std::string errors = traces.errors(); !errors.empty()) {
+    std::cerr << errors;
+    return ExitCode::Usage;
+  }
   const bool coloured = wants_colour(STDOUT_FILENO);
   if (!quiet_) {
     std::cout << styled(Style::Bold, scenario.title, coloured) << '\n';
@@ -125,6 +144,7 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   ConsoleView console(std::cout, {{coloured, verbose_}, quiet_});
   EventFanOut sinks;
   sinks.add(console);
+  traces.add_to(sinks);
   ScenarioRecording recording(scenario);
   PlayHooks hooks;
   hooks.after_step = [&](const StepRecord& record) { recording.add(record); };
@@ -140,6 +160,10 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   const bool is_good = result.is_good() && is_written;
   if (!quiet_ || !is_good) {
     print_verdict(is_good, fmt::format("{}: {}", scenario.file, verdict(result)));
+  }
+  if (const std::string errors = traces.close(); !errors.empty()) {
+    std::cerr << errors;
+    return ExitCode::Usage;
   }
   if (scheduler->interrupted()) {
     return ExitCode::Interrupted;

@@ -8,6 +8,7 @@
 
 #include "workbench/exit_code.hpp"
 #include "workbench/scenario.hpp"
+#include "workbench/trace_outputs.hpp"
 
 namespace vantrel_can_bridge::workbench {
 
@@ -31,6 +32,7 @@ class PlayCommand {
   bool boards_ = false;
   std::optional<std::uint64_t> seed_;
   std::string record_;
+  TracePaths traces_;
 };
 
 }  // namespace vantrel_can_bridge::workbench

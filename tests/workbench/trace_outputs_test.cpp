@@ -1,0 +1,171 @@
+#include "workbench/trace_outputs.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/support/run_program.hpp"
+
+namespace vantrel_can_bridge::workbench::test {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+using vantrel_can_bridge::test::ProgramRun;
+namespace fs = std::filesystem;
+
+ProgramRun run(const std::vector<std::string>& arguments) {
+  return vantrel_can_bridge::test::run_program(BOTTOM_WORKBENCH, arguments);
+}
+
+std::string content(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Plays scenarios in a folder of its own that goes with the test.
+class Traces : public testing::Test {
+ protected:
+  Traces() : folder_(fs::temp_directory_path() / ("traces_test." + std::to_string(getpid()))) {
+    fs::create_directories(folder_);
+  }
+  ~Traces() override { fs::remove_all(folder_); }
+
+  [[nodiscard]] std::string path(const std::string& name) const { return folder_ / name; }
+
+  [[nodiscard]] std::string scenario(const std::string& steps) const {
+    std::ofstream(path("scenario.yaml"))
+        << "title: T\nrobot: " SOURCE_DIR "/robots/reference.yaml\nsteps:\n" + steps;
+    return path("scenario.yaml");
+  }
+
+  /// The arguments that play it into "t.jsonl", "p.json" and "t.html".
+  [[nodiscard]] std::vector<std::string> all_traces(const std::string& file) const {
+    return {"play",       "--quiet",      file,         "--trace",     path("t.jsonl"),
+            "--perfetto", path("p.json"), "--timeline", path("t.html")};
+  }
+
+  void expect_complete_files() const {
+    EXPECT_THAT(content(path("t.jsonl")), EndsWith("\"kind\":\"run_ended\"}\n"));
+    EXPECT_TRUE(nlohmann::json::accept(content(path("p.json"))));
+    EXPECT_THAT(content(path("t.html")), EndsWith("</html>\n"));
+  }
+
+  const fs::path folder_;
+};
+
+const std::string kPump = "  - request: {cmd: handle_pump, pump_cmd: 1, pump_duty: 80}\n";
+
+TEST_F(Traces, AreWrittenAllAtOnce) {
+  const ProgramRun played = run(all_traces(scenario(kPump)));
+  EXPECT_EQ(played.exit_code, 0);
+  EXPECT_EQ(played.out + played.err, "");
+  expect_complete_files();
+}
+
+TEST_F(Traces, AreThePictureAloneForSvg) {
+  EXPECT_EQ(run({"play", scenario(kPump), "--timeline", path("t.svg")}).exit_code, 0);
+  EXPECT_THAT(content(path("t.svg")), StartsWith("<svg "));
+}
+
+TEST_F(Traces, AreCompleteWhenAnExpectationFails) {
+  const ProgramRun played =
+      run(all_traces(scenario("  - request: {cmd: 13}\n    expect: {reply: failure}\n")));
+  EXPECT_EQ(played.exit_code, 1);
+  expect_complete_files();
+  EXPECT_THAT(content(path("t.html")), HasSubstr("expectation failed: reply"));
+}
+
+TEST_F(Traces, AreCompleteWhenTheRunIsInterrupted) {
+  std::vector<std::string> words = all_traces(scenario(kPump + "  - wait: 10 h\n"));
+  words[1] = "--realtime";  // and not quiet: how far it is, its output tells
+  words.insert(words.begin(), BOTTOM_WORKBENCH);
+  std::vector<char*> arguments;
+  for (std::string& word : words) {
+    arguments.push_back(word.data());
+  }
+  arguments.push_back(nullptr);
+  int output[2];
+  ASSERT_EQ(pipe(output), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(output[1], STDOUT_FILENO);
+    execv(BOTTOM_WORKBENCH, arguments.data());
+    _exit(127);
+  }
+  close(output[1]);
+  std::string out;
+  char buffer[4096];
+  const auto read_some = [&] {
+    const ssize_t count = read(output[0], buffer, sizeof buffer);
+    out.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+    return count > 0;
+  };
+  while (out.find("◀ success") == std::string::npos && read_some()) {
+  }
+  kill(child, SIGINT);
+  while (read_some()) {
+  }
+  close(output[0]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  expect_complete_files();
+  EXPECT_THAT(content(path("t.html")), HasSubstr("interrupted"));
+}
+
+class TracesOption : public Traces, public testing::WithParamInterface<const char*> {};
+
+TEST_P(TracesOption, NamesAFileThatCannotBeOpened) {
+  const ProgramRun played = run({"play", scenario(kPump), GetParam(), path("no/such/file")});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_EQ(played.out, "") << "nothing is played";
+  EXPECT_EQ(played.err, path("no/such/file") + ": cannot be written: No such file or directory\n");
+}
+
+TEST_P(TracesOption, NamesAFileThatCannotBeWritten) {
+  const ProgramRun played = run({"play", "--quiet", scenario(kPump), GetParam(), "/dev/full"});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_THAT(played.err, StartsWith("/dev/full: cannot be written"));
+}
+
+TEST_P(TracesOption, DoesNotOverwriteTheScenario) {
+  const std::string file = scenario(kPump);
+  const std::string before = content(file);
+  const ProgramRun played = run({"play", file, GetParam(), path("./scenario.yaml")});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_THAT(played.err, HasSubstr("found for both the scenario and "));
+  EXPECT_EQ(content(file), before);
+}
+
+TEST_P(TracesOption, TakesOneScenario) {
+  const std::string file = scenario(kPump);
+  const ProgramRun played = run({"play", file, file, GetParam(), path("t")});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_THAT(played.err, HasSubstr("found 2 scenarios; expected one\n"));
+  EXPECT_FALSE(fs::exists(path("t")));
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, TracesOption,
+                         testing::Values("--trace", "--perfetto", "--timeline"),
+                         [](const auto& option) { return std::string(option.param + 2); });
+
+TEST_F(Traces, GoIntoAFileEach) {
+  EXPECT_EQ(find_clash({path("a"), path("b"), path("c")}, path("s")), "");
+  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}}, path("s")), "");
+  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a")}, path("s")),
+            path("x/../a") + ": found for both --trace and --timeline; expected two files\n");
+}
+
+}  // namespace
+}  // namespace vantrel_can_bridge::workbench::test

@@ -1,0 +1,101 @@
+#include "workbench/trace_outputs.hpp"
+
+#include <array>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "workbench/timeline_html.hpp"
+#include "workbench/trace_jsonl.hpp"
+#include "workbench/trace_perfetto.hpp"
+
+namespace vantrel_can_bridge::workbench {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Also where neither exists yet, or one is a link to the other.
+bool is_same_file(const std::string& left, const std::string& right) {
+  std::error_code unknown;
+  return fs::weakly_canonical(left, unknown) == fs::weakly_canonical(right, unknown);
+}
+
+bool ends_with(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+}  // namespace
+
+std::string find_clash(const TracePaths& paths, const std::string& input) {
+  const std::array<std::pair<const char*, const std::string*>, 4> files = {{
+      {"the scenario", &input},
+      {"--trace", &paths.jsonl},
+      {"--perfetto", &paths.perfetto},
+      {"--timeline", &paths.timeline},
+  }};
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    for (std::size_t j = i + 1; j < files.size(); ++j) {
+      if (!files[i].second->empty() && !files[j].second->empty() &&
+          *files[j].second != "/dev/null" && is_same_file(*files[i].second, *files[j].second)) {
+        return *files[j].second + ": found for both " + files[i].first + " and " + files[j].first +
+               "; expected two files\n";
+      }
+    }
+  }
+  return {};
+}
+
+struct TraceOutputs::Output {
+  explicit Output(const std::string& path) : file(path) {}
+
+  OutputFile file;
+  std::unique_ptr<IEventSink> sink;
+};
+
+TraceOutputs::TraceOutputs(const TracePaths& paths, const std::string& title) {
+  const auto open = [this](const std::string& path) -> Output& {
+    return *outputs_.emplace_back(std::make_unique<Output>(path));
+  };
+  if (!paths.jsonl.empty()) {
+    Output& output = open(paths.jsonl);
+    output.sink = std::make_unique<TraceJsonl>(output.file.stream());
+  }
+  if (!paths.perfetto.empty()) {
+    Output& output = open(paths.perfetto);
+    output.sink = std::make_unique<TracePerfetto>(output.file.stream());
+  }
+  if (!paths.timeline.empty()) {
+    Output& output = open(paths.timeline);
+    const bool is_svg = ends_with(paths.timeline, ".svg");
+    output.sink = std::make_unique<TimelineHtml>(
+        output.file.stream(), is_svg ? TimelineForm::Svg : TimelineForm::Page, title);
+  }
+}
+
+TraceOutputs::~TraceOutputs() = default;
+
+void TraceOutputs::add_to(EventFanOut& sinks) {
+  for (const auto& output : outputs_) {
+    sinks.add(*output->sink);
+  }
+}
+
+std::string TraceOutputs::close() {
+  for (const auto& output : outputs_) {
+    output->file.close();
+  }
+  return errors();
+}
+
+std::string TraceOutputs::errors() const {
+  std::string lines;
+  for (const auto& output : outputs_) {
+    if (!output->file.error().empty()) {
+      lines += output->file.error() + "\n";
+    }
+  }
+  return lines;
+}
+
+}  // namespace vantrel_can_bridge::workbench
