@@ -156,6 +156,20 @@ TEST(Simulation, EndsAClawThatHasEndlessAttempts) {
   EXPECT_TRUE(ended);
 }
 
+// Virtual time must count a wait near the end of its range to the nanosecond, too.
+TEST(Simulation, AgreesOnTheLongestWaitInterruptedTwice) {
+  const Watchdog watchdog(0);
+  const Case script = from_text(
+      "config valve_switch_delay_ms=9223372036854775807 clean_pump_valves=[1]\n"
+      "step operate_multiplex_pump\n"
+      "  arguments select=1 cmd=1 duty=1 channel=1 valves=[1]\n"
+      "  incident interrupt line 2\n"
+      "  incident interrupt line 2\n");
+
+  const auto failure = play(script);
+  EXPECT_FALSE(failure) << failure->report;
+}
+
 // --- The simulation finds a fault, and says what it is ---
 
 /// The expected texts, each `from` in them replaced by `to`.

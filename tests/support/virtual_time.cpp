@@ -33,7 +33,8 @@ std::atomic<bool> active{false};  // NOLINT: likewise
 std::int64_t add(std::int64_t a, std::int64_t b) { return a > kEnd - b ? kEnd : a + b; }
 
 std::int64_t nanoseconds(const timespec& duration) {
-  return duration.tv_sec > kEnd / kSecond - 1 ? kEnd : duration.tv_sec * kSecond + duration.tv_nsec;
+  const std::int64_t longest_s = (kEnd - duration.tv_nsec) / kSecond;
+  return duration.tv_sec > longest_s ? kEnd : duration.tv_sec * kSecond + duration.tv_nsec;
 }
 
 std::string shown(const timespec& duration) {
