@@ -3,6 +3,8 @@
 #include <array>
 #include <initializer_list>
 #include <limits>
+#include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace vantrel_can_bridge::test::simulation {
@@ -11,29 +13,76 @@ namespace {
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
-/// Random numbers that are the same with every compiler and library (splitmix64).
+/// Where the choices come from.
 class Dice {
  public:
-  explicit Dice(std::uint64_t seed) : state_(seed) {}
+  Dice() = default;
+  Dice(const Dice&) = delete;
+  Dice& operator=(const Dice&) = delete;
+  virtual ~Dice() = default;
 
-  std::uint64_t bits() {
-    state_ += 0x9e3779b97f4a7c15;
-    std::uint64_t z = state_;
-    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9;
-    z = (z ^ (z >> 27)) * 0x94d049bb133111eb;
-    return z ^ (z >> 31);
-  }
+  virtual std::uint64_t bits() = 0;
   /// From 0 to `count` - 1.
-  std::size_t below(std::size_t count) { return bits() % count; }
+  virtual std::size_t below(std::size_t count) = 0;
+  /// Whether there is nothing left to choose by; all that follows is 0.
+  [[nodiscard]] virtual bool exhausted() const = 0;
+
   bool percent(std::size_t chance) { return below(100) < chance; }
 
   template <class Value>
   Value one_of(std::initializer_list<Value> values) {
     return values.begin()[below(values.size())];
   }
+  std::string one_text(std::initializer_list<std::string_view> texts) {
+    return std::string(one_of(texts));
+  }
+};
+
+/// Random numbers that are the same with every compiler and library (splitmix64).
+class SeededDice : public Dice {
+ public:
+  explicit SeededDice(std::uint64_t seed) : state_(seed) {}
+
+  std::uint64_t bits() override {
+    state_ += 0x9e3779b97f4a7c15;
+    std::uint64_t z = state_;
+    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9;
+    z = (z ^ (z >> 27)) * 0x94d049bb133111eb;
+    return z ^ (z >> 31);
+  }
+  std::size_t below(std::size_t count) override { return bits() % count; }
+  [[nodiscard]] bool exhausted() const override { return false; }
 
  private:
   std::uint64_t state_;
+};
+
+/// Takes one byte for each choice, so that changing a byte changes a single choice.
+class GivenDice : public Dice {
+ public:
+  explicit GivenDice(std::string_view bytes) : bytes_(bytes) {}
+
+  std::uint64_t bits() override {
+    std::uint64_t out = 0;
+    for (int i = 0; i < 8; ++i) {
+      out = out << 8 | next();
+    }
+    return out;
+  }
+  std::size_t below(std::size_t count) override { return next() % count; }
+  [[nodiscard]] bool exhausted() const override { return bytes_.empty(); }
+
+ private:
+  std::uint8_t next() {
+    if (bytes_.empty()) {
+      return 0;
+    }
+    const auto byte = static_cast<std::uint8_t>(bytes_.front());
+    bytes_.remove_prefix(1);
+    return byte;
+  }
+
+  std::string_view bytes_;
 };
 
 /// Any 64-bit number, mostly one at which something turns.
@@ -83,9 +132,9 @@ Number field(Dice& dice, std::initializer_list<std::int64_t> usual) {
 }
 
 std::string odd_text(Dice& dice) {
-  return dice.one_of<std::string>({"", "", "ok", "timeout", "no answer in 800 ms", " ", "板\n",
-                                   std::string("a\0b", 3), "\xff\x80", "\"quoted\\",
-                                   std::string(300, 'x')});
+  static const std::string kLongText(300, 'x');
+  return dice.one_text({"", "", "ok", "timeout", "no answer in 800 ms", " ", "板\n",
+                        std::string_view("a\0b", 3), "\xff\x80", "\"quoted\\", kLongText});
 }
 
 List list(Dice& dice, std::initializer_list<std::int64_t> usual) {
@@ -141,7 +190,7 @@ Config random_config(Dice& dice) {
   visit_config(config, [&](const char*, auto& value) {
     using Value = std::decay_t<decltype(value)>;
     if constexpr (std::is_same_v<Value, std::string>) {
-      value = dice.one_of<std::string>({"body", "clean", "self clean", "", "板\n"});
+      value = dice.one_text({"body", "clean", "self clean", "", "板\n"});
     } else if constexpr (std::is_same_v<Value, List>) {
       value = list(dice, {101, 102});
     } else if constexpr (std::is_same_v<Value, bool>) {
@@ -207,7 +256,7 @@ Arguments random_arguments(Dice& dice) {
   a.valves = valve_list(dice);
   a.bytes = bytes(dice, 4);
   a.text = odd_text(dice);
-  a.device = dice.one_of<std::string>({"left_light", "right_light", "", "motor-2"});
+  a.device = dice.one_text({"left_light", "right_light", "", "motor-2"});
   return a;
 }
 
@@ -217,42 +266,42 @@ std::string random_operation(Dice& dice) {
     return "handle";
   }
   if (part < 68) {
-    return dice.one_of<std::string>({"claw_execute", "claw_execute", "on_emergency_active",
-                                     "on_emergency_recovered", "claw_try_once"});
+    return dice.one_text({"claw_execute", "claw_execute", "on_emergency_active",
+                          "on_emergency_recovered", "claw_try_once"});
   }
   if (part < 85) {
-    return dice.one_of<std::string>({"operate_multiplex_pump", "operate_pump_select",
-                                     "operate_valves", "operate_valve_mask", "operate_motor_slot",
-                                     "operate_pump_channel", "claw_query", "operate_gateway",
-                                     "operate_led", "operate_fill_light", "operate_power_bit"});
+    return dice.one_text({"operate_multiplex_pump", "operate_pump_select", "operate_valves",
+                          "operate_valve_mask", "operate_motor_slot", "operate_pump_channel",
+                          "claw_query", "operate_gateway", "operate_led", "operate_fill_light",
+                          "operate_power_bit"});
   }
-  return dice.one_of<std::string>({"handle_operate_light",
-                                   "handle_fill_light",
-                                   "handle_projection_light",
-                                   "handle_wheel_control",
-                                   "handle_bump_unlock",
-                                   "handle_end_tool_pump",
-                                   "handle_procter",
-                                   "handle_tools_claw",
-                                   "claw_state",
-                                   "claw_motor_index",
-                                   "claw_device_name",
-                                   "debug_log",
-                                   "log_info",
-                                   "log_warn",
-                                   "unsupported",
-                                   "from_operate",
-                                   "payload_to_hex",
-                                   "encode_i16_le",
-                                   "encode_u16_le",
-                                   "encode_led",
-                                   "command_is_on",
-                                   "multiplex_command_is_empty",
-                                   "multiplex_select_to_index",
-                                   "motor_target_rpm",
-                                   "valve_group_mask",
-                                   "single_select_to_valve_mask",
-                                   "bitmask_select_to_valve_mask"});
+  return dice.one_text({"handle_operate_light",
+                        "handle_fill_light",
+                        "handle_projection_light",
+                        "handle_wheel_control",
+                        "handle_bump_unlock",
+                        "handle_end_tool_pump",
+                        "handle_procter",
+                        "handle_tools_claw",
+                        "claw_state",
+                        "claw_motor_index",
+                        "claw_device_name",
+                        "debug_log",
+                        "log_info",
+                        "log_warn",
+                        "unsupported",
+                        "from_operate",
+                        "payload_to_hex",
+                        "encode_i16_le",
+                        "encode_u16_le",
+                        "encode_led",
+                        "command_is_on",
+                        "multiplex_command_is_empty",
+                        "multiplex_select_to_index",
+                        "motor_target_rpm",
+                        "valve_group_mask",
+                        "single_select_to_valve_mask",
+                        "bitmask_select_to_valve_mask"});
 }
 
 Answer random_answer(Dice& dice) {
@@ -301,19 +350,28 @@ Step random_step(Dice& dice) {
   return step;
 }
 
-}  // namespace
-
-Case generate(std::uint64_t seed) {
-  Dice dice(seed);
+Case generate(Dice& dice) {
   Case script;
   if (dice.percent(15)) {
     script.channels = {dice.percent(50), dice.percent(50), dice.percent(50)};
   }
   script.config = random_config(dice);
-  for (std::size_t i = 1 + dice.below(60); i > 0; --i) {
+  for (std::size_t i = 1 + dice.below(60); i > 0 && !dice.exhausted(); --i) {
     script.steps.push_back(random_step(dice));
   }
   return script;
+}
+
+}  // namespace
+
+Case generate(std::uint64_t seed) {
+  SeededDice dice(seed);
+  return generate(dice);
+}
+
+Case generate_from(std::string_view bytes) {
+  GivenDice dice(bytes);
+  return generate(dice);
 }
 
 }  // namespace vantrel_can_bridge::test::simulation
