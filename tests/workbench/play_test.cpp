@@ -209,7 +209,8 @@ TEST_F(Program, RecordsOneScenarioAtATime) {
   const std::string file = write_scenario("on.yaml", kPumpOn);
   const ProgramRun played = run({"play", file, file, "--record", path("recorded.yaml")});
   EXPECT_EQ(played.exit_code, 2);
-  EXPECT_EQ(played.err, "--record: found 2 scenarios; expected one\n");
+  EXPECT_EQ(played.err,
+            "--record, --trace, --perfetto and --timeline: found 2 scenarios; expected one\n");
 }
 
 TEST_F(Program, TakesTheSeedFromTheCommandLine) {
