@@ -69,7 +69,7 @@ struct FaultRule {
   FaultEffect effect;
   std::uint64_t skip = 0;    ///< operations that match and are let through first
   double probability = 1.0;  ///< with which a match that is not skipped is hit
-  std::string name{};          ///< to clear it by; may be empty
+  std::string name{};        ///< to clear it by; may be empty
 
   /// Whether the rule is about this operation, however often it has hit.
   [[nodiscard]] bool matches(std::string_view of_board, std::string_view of_device,

@@ -46,8 +46,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"TwoActions", "  - wait: 1 s\n    note: x\n",
             "5:11: note: a second action; expected one a step, beside wait"},
         Row{"UnknownKey", "  - requst: {cmd: 1}\n", "did you mean request?"},
-        Row{"UnknownField", "  - request: {cmd: 1, pump_dutty: 3}\n",
-            "did you mean pump_duty?"},
+        Row{"UnknownField", "  - request: {cmd: 1, pump_dutty: 3}\n", "did you mean pump_duty?"},
         Row{"NoCmd", "  - request: {pump_duty: 3}\n", "a number or a command's name"},
         Row{"UnknownCommand", "  - request: {cmd: proctor}\n", "procter"},
         Row{"FieldOutOfRange", "  - request: {cmd: 2147483648}\n", "4:20: "},
@@ -115,9 +114,9 @@ TEST(ScenarioReader, NamesTheRobotFileThatIsMissing) {
 }
 
 TEST(ScenarioReader, ChecksTheRobotsChangedValuesWhereTheyStand) {
-  EXPECT_THAT(errors_of(scenario_text("", "with: {claw_timeout_ms: soon, tpyo: 5}\n") +
-                        "  - wait: 1 s\n"),
-              testing::AllOf(HasSubstr("3:25: "), HasSubstr("3:31: found tpyo")));
+  EXPECT_THAT(
+      errors_of(scenario_text("", "with: {claw_timeout_ms: soon, tpyo: 5}\n") + "  - wait: 1 s\n"),
+      testing::AllOf(HasSubstr("3:25: "), HasSubstr("3:31: found tpyo")));
 }
 
 TEST(ScenarioReader, ChangesTheRobot) {
