@@ -19,11 +19,21 @@ std::optional<std::int64_t> parse_value(const RequestField& field, std::string_v
       }
     }
   }
+  if (const auto colour = parse_colour(text); colour && field.is_colour()) {
+    return colour;
+  }
   std::int64_t value = 0;
   const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
   const bool fits = read.ec == std::errc() && read.ptr == text.data() + text.size() &&
                     value >= field.min() && value <= field.max();
   return fits ? std::optional(value) : std::nullopt;
+}
+
+std::string wrong_value(const RequestField& field, const std::string& text) {
+  const std::string meant = field.is_colour() ? meant_colour(text) : std::string();
+  return fmt::format("{}: found \"{}\"; expected {}{}{}", field.name, printable(text),
+                     field.expected(), field.name == "cmd" ? ", or a command's name" : "",
+                     meant.empty() ? std::string() : fmt::format("; did you mean {}?", meant));
 }
 
 std::string unknown_field(const std::string& name) {
@@ -57,9 +67,7 @@ std::optional<Request> parse_request(const std::vector<std::string>& arguments,
                    parse_value(*field, std::string_view(argument).substr(equals + 1))) {
       field->set(request, *value);
     } else {
-      errors.push_back(fmt::format("{}: found \"{}\"; expected an integer from {} to {}{}", name,
-                                   printable(argument.substr(equals + 1)), field->min(),
-                                   field->max(), name == "cmd" ? ", or a command's name" : ""));
+      errors.push_back(wrong_value(*field, argument.substr(equals + 1)));
     }
   }
   if (seen.count("cmd") == 0) {

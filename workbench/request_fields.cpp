@@ -3,8 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 
 namespace vantrel_can_bridge::workbench {
+namespace {
+
+bool is_hexadecimal(std::string_view text) {
+  return text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+}
+
+}  // namespace
 
 std::int64_t RequestField::get(const Request& request) const {
   return std::visit([&](auto field) { return static_cast<std::int64_t>(request.*field); }, member);
@@ -29,6 +37,36 @@ std::int64_t RequestField::max() const {
   return std::holds_alternative<std::int32_t Request::*>(member)
              ? std::int64_t{std::numeric_limits<std::int32_t>::max()}
              : std::int64_t{std::numeric_limits<std::uint32_t>::max()};
+}
+
+bool RequestField::is_colour() const {
+  constexpr std::string_view kColour = "rgb";
+  return name.size() >= kColour.size() && name.substr(name.size() - kColour.size()) == kColour;
+}
+
+std::string RequestField::expected() const {
+  return fmt::format("an integer from {} to {}{}", min(), max(),
+                     is_colour() ? ", or 0x and 1 to 8 hexadecimal digits" : "");
+}
+
+std::optional<std::int64_t> parse_colour(std::string_view text) {
+  constexpr std::size_t kMostDigits = 8;
+  const std::string_view digits = text.substr(std::min<std::size_t>(text.size(), 2));
+  if (text.substr(0, 2) != "0x" || digits.empty() || digits.size() > kMostDigits ||
+      !is_hexadecimal(digits)) {
+    return std::nullopt;
+  }
+  std::int64_t colour = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), colour, 16);
+  return colour;
+}
+
+std::string meant_colour(std::string_view text) {
+  constexpr std::size_t kDigits = 6;
+  if (text.substr(0, 1) == "#") {
+    text.remove_prefix(1);
+  }
+  return text.size() == kDigits && is_hexadecimal(text) ? fmt::format("0x{}", text) : std::string();
 }
 
 const std::vector<RequestField>& request_fields() {

@@ -26,7 +26,19 @@ struct RequestField {
   void set(Request& request, std::int64_t value) const;
   [[nodiscard]] std::int64_t min() const;
   [[nodiscard]] std::int64_t max() const;
+
+  /// Whether it is a colour, which may also be written as "0x" and 1 to 8 hexadecimal digits.
+  [[nodiscard]] bool is_colour() const;
+  /// What may be written for a value of it, for messages.
+  [[nodiscard]] std::string expected() const;
 };
+
+/// "0xff8000"; nothing where `text` is anything else.
+[[nodiscard]] std::optional<std::int64_t> parse_colour(std::string_view text);
+
+/// The colour that was probably meant by "ff8000" or "#FF8000", as it should be written;
+/// empty where there is none.
+[[nodiscard]] std::string meant_colour(std::string_view text);
 
 /// All of them, in the record's order: "cmd" comes first.
 [[nodiscard]] const std::vector<RequestField>& request_fields();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <utility>
@@ -52,20 +53,39 @@ std::optional<std::int64_t> read_cmd(const YamlNode& node, InputErrors& errors) 
   return std::nullopt;
 }
 
+/// A number as everywhere, or in hexadecimal.
+std::optional<std::int64_t> read_colour(const RequestField& field, const YamlNode& node,
+                                        InputErrors& errors) {
+  const bool is_plain = node.kind == YamlNode::Kind::Scalar && !node.quoted;
+  if (const auto colour = is_plain ? parse_colour(node.text) : std::nullopt) {
+    return colour;
+  }
+  InputErrors of_integer;  // not told: they know nothing of hexadecimal digits
+  const auto number = read_integer(node, {field.min(), field.max()}, of_integer);
+  if (!number) {
+    report_wrong_value(node, field.expected(), meant_colour(node.text), errors);
+  }
+  return number;
+}
+
+std::optional<std::int64_t> read_field(const RequestField& field, const YamlNode& node,
+                                       InputErrors& errors) {
+  return field.name == "cmd" ? read_cmd(node, errors)
+         : field.is_colour() ? read_colour(field, node, errors)
+                             : read_integer(node, {field.min(), field.max()}, errors);
+}
+
 Request read_request(const YamlNode& node, InputErrors& errors) {
   Request request;
   MappingReader keys(node, "a request", errors);
   for (const RequestField& field : request_fields()) {
-    const bool is_cmd = field.name == "cmd";
     const std::string name(field.name);
     const YamlNode* const value =
-        is_cmd ? keys.need(name, "a number or a command's name") : keys.find(name);
+        name == "cmd" ? keys.need(name, "a number or a command's name") : keys.find(name);
     if (value == nullptr) {
       continue;
     }
-    const auto number = is_cmd ? read_cmd(*value, errors)
-                               : read_integer(*value, {field.min(), field.max()}, errors);
-    if (number) {
+    if (const auto number = read_field(field, *value, errors)) {
       field.set(request, *number);
     }
   }
@@ -126,12 +146,20 @@ std::vector<PlannedEmergency> read_during(const YamlNode& node, InputErrors& err
 
 // --- Steps ---
 
+/// Keys that belong to some actions.
+constexpr const char* kBesideActions[] = {"background", "during", "at_most"};
+
 class StepReader {
  public:
   StepReader(const YamlNode& node, ScenarioContext& context)
       : node_(node), context_(context), keys_(node, "a step", context.errors) {}
 
   Step read();
+
+  /// `node` with the name that was meant in place of a misspelt action, which is reported:
+  /// reading on as if it were right, one mistake makes one error. Nothing where there is
+  /// nothing to correct.
+  [[nodiscard]] static std::optional<YamlNode> corrected(const YamlNode& node, InputErrors& errors);
 
  private:
   using Read = Action (StepReader::*)(const YamlNode&);
@@ -140,8 +168,10 @@ class StepReader {
     Read read;
   };
   static const std::vector<Kind>& kinds();
+  static std::vector<std::string> kind_names();
 
   [[nodiscard]] Action read_action();
+  void finish();
   Action request(const YamlNode& value);
   Action wait(const YamlNode& value);
   Action wait_for(const YamlNode& value);
@@ -159,6 +189,7 @@ class StepReader {
   const YamlNode& node_;
   ScenarioContext& context_;
   MappingReader keys_;
+  bool has_action_ = false;
   bool has_reply_ = false;
 };
 
@@ -171,6 +202,40 @@ const std::vector<StepReader::Kind>& StepReader::kinds() {
   return kKinds;
 }
 
+std::vector<std::string> StepReader::kind_names() {
+  std::vector<std::string> names;
+  for (const Kind& kind : kinds()) {
+    names.emplace_back(kind.key);
+  }
+  return names;
+}
+
+std::optional<YamlNode> StepReader::corrected(const YamlNode& node, InputErrors& errors) {
+  const std::vector<std::string> actions = kind_names();
+  const auto is_action = [&actions](const std::string& name) {
+    return std::find(actions.begin(), actions.end(), name) != actions.end();
+  };
+  if (std::any_of(node.keys.begin(), node.keys.end(),
+                  [&](const YamlNode::Key& key) { return is_action(key.name); })) {
+    return std::nullopt;
+  }
+  std::vector<std::string> names = actions;
+  names.emplace_back("expect");
+  names.insert(names.end(), std::begin(kBesideActions), std::end(kBesideActions));
+  for (std::size_t index = 0; index < node.keys.size(); ++index) {
+    const YamlNode::Key& key = node.keys[index];
+    const std::string meant = nearest_name(key.name, names);
+    if (is_action(meant)) {
+      errors.add(key.place, fmt::format("found {}, which is unknown in a step; did you mean {}?",
+                                        printable(key.name), meant));
+      YamlNode copy = node;
+      copy.keys[index].name = meant;
+      return copy;
+    }
+  }
+  return std::nullopt;
+}
+
 Step StepReader::read() {
   Step step{node_.place.line, LookAround{}, {}};
   if (node_.kind != YamlNode::Kind::Mapping) {
@@ -180,17 +245,31 @@ Step StepReader::read() {
     step.action = *std::move(action);
   }
   if (const YamlNode* const expect = keys_.find("expect")) {
+    has_action_ = true;
     step.expectations = read_expectations(*expect, has_reply_, context_);
   }
-  keys_.finish();
+  finish();
   return step;
 }
 
+void StepReader::finish() {
+  if (!has_action_) {  // what belongs to some action is not unknown for want of it
+    for (const char* const name : kBesideActions) {
+      (void)keys_.find(name);
+    }
+  }
+  const std::size_t errors_before = errors().count();
+  keys_.finish();
+  if (!has_action_ && errors().count() == errors_before) {
+    std::vector<std::string> names = kind_names();
+    names.emplace_back("expect");
+    errors().add(node_.place, "the step does nothing; expected one of " + one_of(names));
+  }
+}
+
 Action StepReader::read_action() {
-  std::vector<std::string> names;
   std::vector<std::pair<const Kind*, const YamlNode*>> there;
   for (const Kind& kind : kinds()) {
-    names.emplace_back(kind.key);
     if (const YamlNode* const value = keys_.find(kind.key)) {
       there.emplace_back(&kind, value);
     }
@@ -200,14 +279,8 @@ Action StepReader::read_action() {
                  fmt::format("{}: a second action; expected one a step, beside {}",
                              there[extra].first->key, there.front().first->key));
   }
-  if (!there.empty()) {
-    return (this->*there.front().first->read)(*there.front().second);
-  }
-  names.emplace_back("expect");
-  if (keys_.find("expect") == nullptr) {
-    errors().add(node_.place, "the step does nothing; expected one of " + one_of(names));
-  }
-  return std::nullopt;
+  has_action_ = !there.empty();
+  return has_action_ ? (this->*there.front().first->read)(*there.front().second) : std::nullopt;
 }
 
 Action StepReader::request(const YamlNode& value) {
@@ -303,7 +376,8 @@ void read_steps(const YamlNode& node, Scenario& scenario, InputErrors& errors) {
     context.value_names.push_back(value.name);
   }
   for (const YamlNode& item : node.items) {
-    scenario.steps.push_back(StepReader(item, context).read());
+    const std::optional<YamlNode> corrected = StepReader::corrected(item, errors);
+    scenario.steps.push_back(StepReader(corrected ? *corrected : item, context).read());
   }
 }
 

@@ -26,11 +26,42 @@ TEST(RequestArguments, AreAllCheckedInOneGo) {
                                   "pump_cmd: found \"1x\"; expected an integer from -2147483648 to "
                                   "2147483647",
                                   "pump_cmd: given twice",
-                                  "rgb: found \"-1\"; expected an integer from 0 to 4294967295",
+                                  "rgb: found \"-1\"; expected an integer from 0 to 4294967295, "
+                                  "or 0x and 1 to 8 hexadecimal digits",
                                   "found \"x\"; expected FIELD=VALUE",
                                   "wheel_cmd: found \"\"; expected an integer from -2147483648 to "
                                   "2147483647",
                                   "cmd is missing; expected cmd=NUMBER or cmd=NAME"));
+}
+
+TEST(RequestArguments, TakeColoursInHexadecimal) {
+  std::vector<std::string> errors;
+  const auto request = parse_request(
+      {"cmd=2", "left_rgb=0xFf8000", "right_rgb=0xffffffff", "rgb=0x0", "rear_rgb=16744448"},
+      errors);
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(request_arguments(*request),
+            "cmd=2 left_rgb=16744448 right_rgb=4294967295 rear_rgb=16744448");
+}
+
+TEST(RequestArguments, RefuseWhatIsNoColour) {
+  for (const char* text :
+       {"0x", "0x123456789", "0x00000000f", "0xfg", "0Xff", "-0xff", " 0xff", "0xff ", "ff", "x"}) {
+    std::vector<std::string> errors;
+    EXPECT_FALSE(parse_request({"cmd=2", std::string("rgb=") + text}, errors)) << text;
+    EXPECT_THAT(errors, ElementsAre("rgb: found \"" + std::string(text) +
+                                    "\"; expected an integer from 0 to 4294967295, or 0x and 1 "
+                                    "to 8 hexadecimal digits"));
+  }
+  for (const std::string text : {"ff8000", "#ff8000"}) {
+    std::vector<std::string> errors;
+    EXPECT_FALSE(parse_request({"cmd=2", "rgb=" + text}, errors)) << text;
+    EXPECT_THAT(errors, ElementsAre(testing::EndsWith("; did you mean 0xff8000?")));
+  }
+  std::vector<std::string> errors;
+  EXPECT_FALSE(parse_request({"cmd=2", "left_level=0x10"}, errors));
+  EXPECT_THAT(errors, ElementsAre("left_level: found \"0x10\"; expected an integer from "
+                                  "-2147483648 to 2147483647"));
 }
 
 TEST(RequestArguments, TakeCommandsByName) {

@@ -45,10 +45,16 @@ INSTANTIATE_TEST_SUITE_P(
             "4:5: the step does nothing; expected one of request"},
         Row{"TwoActions", "  - wait: 1 s\n    note: x\n",
             "5:11: note: a second action; expected one a step, beside wait"},
-        Row{"UnknownKey", "  - requst: {cmd: 1}\n", "did you mean request?"},
         Row{"UnknownField", "  - request: {cmd: 1, pump_dutty: 3}\n", "did you mean pump_duty?"},
         Row{"NoCmd", "  - request: {pump_duty: 3}\n", "a number or a command's name"},
         Row{"UnknownCommand", "  - request: {cmd: proctor}\n", "procter"},
+        Row{"ColourOutOfRange", "  - request: {cmd: 9, rgb: 0x123456789}\n",
+            "4:28: rgb: found 0x123456789; expected an integer from 0 to 4294967295, or 0x and 1 "
+            "to 8 hexadecimal digits"},
+        Row{"QuotedColour", "  - request: {cmd: 9, rgb: \"0xff\"}\n", "4:28: rgb: found"},
+        Row{"ColourWithoutPrefix", "  - request: {cmd: 9, rgb: ff8000}\n",
+            "did you mean 0xff8000?"},
+        Row{"HexadecimalLevel", "  - request: {cmd: 2, left_level: 0x10}\n", "did you mean 16?"},
         Row{"FieldOutOfRange", "  - request: {cmd: 2147483648}\n", "4:20: "},
         Row{"NegativeColour", "  - request: {cmd: 9, rgb: -1}\n", "4:28: "},
         Row{"NoDuration", "  - wait: 5\n", "a length of time such as 500 ms, 1.5 s or 2 min"},
@@ -90,6 +96,47 @@ INSTANTIATE_TEST_SUITE_P(
             "a number above 0 and up to 1 such as 0.25"},
         Row{"TooProbable", "  - fault: {probability: 1.1, refuse: x}\n", "4:26: "},
         Row{"TooFar", "  - fault: {claw_sticks_at: 100.1 %}\n", "a percentage from 0 % to 100 %"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(ScenarioReader, TakesColoursInHexadecimal) {
+  const Scenario read = scenario("  - request: {cmd: 9, rgb: 0xfF8000, left_rgb: 255}\n");
+  const auto& request = std::get<SendRequest>(read.steps.at(0).action).request;
+  EXPECT_EQ(request.rgb, 0xFF8000U);
+  EXPECT_EQ(request.left_rgb, 255U);
+}
+
+struct Mistake {
+  const char* name;
+  const char* steps;
+  const char* error;  // the only one
+};
+void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.name; }
+
+class OneMistake : public testing::TestWithParam<Mistake> {};
+
+TEST_P(OneMistake, IsOneError) {
+  EXPECT_EQ(errors_of(scenario_text(GetParam().steps)), std::string(GetParam().error) + '\n');
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Steps, OneMistake,
+    testing::Values(
+        Mistake{"Action", "  - requst: {cmd: 1}\n",
+                "4:5: found requst, which is unknown in a step; did you mean request?"},
+        Mistake{"ActionThatOthersHangOn",
+                "  - requst: {cmd: 1}\n    background: a\n  - wait_for: a\n",
+                "4:5: found requst, which is unknown in a step; did you mean request?"},
+        Mistake{"ActionWithAReply", "  - reqest: {cmd: 1}\n    expect: {reply: success}\n",
+                "4:5: found reqest, which is unknown in a step; did you mean request?"},
+        Mistake{"Expectations", "  - expct: {claws: {motor1: raised}}\n",
+                "4:5: found expct, which is unknown in a step; did you mean expect?"},
+        Mistake{"NothingLikeIt", "  - qqqqqq: 1\n",
+                "4:5: found qqqqqq, which is unknown in a step; expected one of request, wait, "
+                "wait_for, wait_until, emergency, fault, clear_faults, note, expect, background, "
+                "during, at_most"},
+        Mistake{"NoAction", "  - at_most: 1 s\n",
+                "4:5: the step does nothing; expected one of request, wait, wait_for, wait_until, "
+                "emergency, fault, clear_faults, note or expect"}),
     [](const auto& row) { return row.param.name; });
 
 TEST(ScenarioReader, ReportsAllErrorsInOneGo) {
