@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -10,6 +11,7 @@
 #include "workbench/console_view.hpp"
 #include "workbench/interrupt.hpp"
 #include "workbench/player.hpp"
+#include "workbench/progress_line.hpp"
 #include "workbench/real_time.hpp"
 #include "workbench/scenario_reader.hpp"
 #include "workbench/scenario_recording.hpp"
@@ -20,11 +22,23 @@
 namespace vantrel_can_bridge::workbench {
 namespace {
 
-std::unique_ptr<IScheduler> make_scheduler(bool realtime) {
-  if (realtime) {
+/// `progress` is drawn while real time passes; null for none.
+std::unique_ptr<IScheduler> make_scheduler(bool realtime, ProgressLine* progress) {
+  if (!realtime) {
+    return std::make_unique<SimulatedTime>();
+  }
+  if (progress == nullptr) {
     return std::make_unique<RealTime>();
   }
-  return std::make_unique<SimulatedTime>();
+  return std::make_unique<RealTime>(
+      [progress](std::chrono::nanoseconds now) { progress->tick(now); });
+}
+
+void show_waits(ProgressLine& progress, PlayHooks& hooks) {
+  hooks.wait_begun = [&progress](std::chrono::nanoseconds now, std::chrono::nanoseconds total) {
+    progress.begin(now, total);
+  };
+  hooks.wait_ended = [&progress] { progress.end(); };
 }
 
 std::string verdict(const PlayResult& result) {
@@ -141,7 +155,11 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   if (!quiet_) {
     std::cout << styled(Style::Bold, scenario.title, coloured) << '\n';
   }
-  ConsoleView console(std::cout, {{coloured, verbose_}, quiet_});
+  std::optional<ProgressLine> progress;
+  if (realtime_ && !quiet_ && is_live_terminal(STDOUT_FILENO)) {
+    progress.emplace(std::cout);
+  }
+  ConsoleView console(progress ? progress->out() : std::cout, {{coloured, verbose_}, quiet_});
   EventFanOut sinks;
   sinks.add(console);
   traces.add_to(sinks);
@@ -153,7 +171,11 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
       std::cout << state_table(device_rows(run.boards().snapshot(), scenario.config), coloured);
     };
   }
-  const std::unique_ptr<IScheduler> scheduler = make_scheduler(realtime_);
+  if (progress) {
+    show_waits(*progress, hooks);
+  }
+  const std::unique_ptr<IScheduler> scheduler =
+      make_scheduler(realtime_, progress ? &*progress : nullptr);
   const InterruptOnSignal interrupt(*scheduler);
   const PlayResult result = play(scenario, *scheduler, sinks, hooks);
   const bool is_written = record_.empty() || write_file(record_, recording.text(record_));

@@ -49,6 +49,27 @@ class StepRecorder final : public IEventSink {
   StepRecord record_;
 };
 
+/// Tells of a step's wait.
+class ScopedWait {
+ public:
+  ScopedWait(const PlayHooks& hooks, const IScheduler& scheduler, nanoseconds total)
+      : hooks_(hooks) {
+    if (hooks_.wait_begun) {
+      hooks_.wait_begun(scheduler.now(), total);
+    }
+  }
+  ScopedWait(const ScopedWait&) = delete;
+  ScopedWait& operator=(const ScopedWait&) = delete;
+  ~ScopedWait() {
+    if (hooks_.wait_ended) {
+      hooks_.wait_ended();
+    }
+  }
+
+ private:
+  const PlayHooks& hooks_;
+};
+
 class Player {
  public:
   Player(const Scenario& scenario, IScheduler& scheduler, IEventSink& sink, const PlayHooks& hooks)
@@ -221,11 +242,13 @@ Player::Background& Player::start(const std::string& name) {
 }
 
 Player::Outcome Player::perform(const WaitForTime& step) {
+  const ScopedWait wait(hooks_, scheduler_, step.duration);
   scheduler_.sleep_until(scheduler_.now() + step.duration);
   return {};
 }
 
 Player::Outcome Player::perform(const WaitForRequest& step) {
+  const ScopedWait wait(hooks_, scheduler_, step.at_most);
   const Background& background = *background_.at(step.background);
   const bool ended = scheduler_.join_until(background.thread, scheduler_.now() + step.at_most);
   expect_in_time(ended, step.at_most, step.background + " has not ended");
@@ -233,6 +256,7 @@ Player::Outcome Player::perform(const WaitForRequest& step) {
 }
 
 Player::Outcome Player::perform(const WaitForValues& step) {
+  const ScopedWait wait(hooks_, scheduler_, step.at_most);
   const nanoseconds deadline = scheduler_.now() + step.at_most;
   std::string found;
   const auto all_hold = [&] {

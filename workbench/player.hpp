@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -30,6 +31,9 @@ struct PlayHooks {
   std::function<void(Run&)> prepare{};  ///< before the first step
   std::function<void(const StepRecord&)> after_step{};
   std::function<void(Run&)> finish{};  ///< once all work and the record have ended
+  /// A step begins to wait, for at most `total`, and has ended to.
+  std::function<void(std::chrono::nanoseconds now, std::chrono::nanoseconds total)> wait_begun{};
+  std::function<void()> wait_ended{};
 };
 
 /// Plays `scenario` on a robot fresh from power-on, on the thread that made `scheduler`,

@@ -15,7 +15,8 @@ thread_local std::string current_name;  // NOLINT: of the run's thread that this
 
 }  // namespace
 
-RealTime::RealTime() : start_(system_call::monotonic_now()) {
+RealTime::RealTime(std::function<void(nanoseconds)> while_waiting)
+    : start_(system_call::monotonic_now()), while_waiting_(std::move(while_waiting)) {
   current_name = "main";
   threads_.emplace_back();
   main_hooks_ = std::make_unique<ScopedThreadHooks>(static_cast<IThreadHooks&>(*this));
@@ -35,6 +36,7 @@ nanoseconds RealTime::now() const { return system_call::monotonic_now() - start_
 void RealTime::sleep_until(nanoseconds time) {
   for (nanoseconds left = time - now(); left.count() > 0 && !interrupted_; left = time - now()) {
     system_call::sleep(std::min(left, kSlice));
+    look_around();
   }
 }
 
@@ -58,6 +60,7 @@ bool RealTime::join_until(ThreadId thread, nanoseconds deadline) {
   // By looking, not by joining: several threads may wait for the same one.
   while (!has_ended(thread) && now() < deadline) {
     system_call::sleep(std::chrono::milliseconds(1));
+    look_around();
   }
   return has_ended(thread);
 }
@@ -78,6 +81,12 @@ void RealTime::sleep(nanoseconds duration) {
 }
 
 nanoseconds RealTime::monotonic_now() const { return system_call::monotonic_now(); }
+
+void RealTime::look_around() const {
+  if (while_waiting_) {
+    while_waiting_(now());
+  }
+}
 
 RealTime::Thread& RealTime::find(ThreadId thread) const {
   const std::lock_guard<std::mutex> lock(mutex_);

@@ -20,7 +20,9 @@ namespace vantrel_can_bridge::workbench {
 /// The destructor waits for every thread to end.
 class RealTime final : public IScheduler, private IThreadHooks {
  public:
-  RealTime();
+  /// `while_waiting` is called now and then by threads that sleep or join, from several at
+  /// once; empty for nothing.
+  explicit RealTime(std::function<void(std::chrono::nanoseconds now)> while_waiting = {});
   RealTime(const RealTime&) = delete;
   RealTime& operator=(const RealTime&) = delete;
   ~RealTime() override;
@@ -51,7 +53,10 @@ class RealTime final : public IScheduler, private IThreadHooks {
 
   [[nodiscard]] Thread& find(ThreadId thread) const;
 
-  const std::chrono::nanoseconds start_;  // fixed at construction
+  void look_around() const;
+
+  const std::chrono::nanoseconds start_;  // fixed at construction, as is:
+  const std::function<void(std::chrono::nanoseconds)> while_waiting_;
   IWaitObserver* observer_ = nullptr;     // fixed before threads are started
   std::atomic<bool> interrupted_{false};  // atomic: set by any thread or a signal handler
 

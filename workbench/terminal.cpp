@@ -44,9 +44,12 @@ std::string styled(Style style, std::string_view text, bool coloured) {
              : std::string(text);
 }
 
+bool is_live_terminal(int file_descriptor) {
+  return isatty(file_descriptor) == 1 && !variable("TERM").empty() && variable("TERM") != "dumb";
+}
+
 bool wants_colour(int file_descriptor) {
-  return isatty(file_descriptor) == 1 && variable("NO_COLOR").empty() &&
-         !variable("TERM").empty() && variable("TERM") != "dumb";
+  return is_live_terminal(file_descriptor) && variable("NO_COLOR").empty();
 }
 
 }  // namespace vantrel_can_bridge::workbench

@@ -43,6 +43,21 @@ TEST(RealTime, ThreadsRunSideBySide) {
   EXPECT_EQ(time.current_thread(), "main");
 }
 
+TEST(RealTime, LooksAroundWhileItWaits) {
+  std::atomic<int> looks{0};
+  std::atomic<bool> is_late{false};
+  RealTime time([&](nanoseconds now) { ++looks, is_late = now >= 2ms; });
+  time.sleep_until(2ms);
+  EXPECT_GE(looks, 1);
+  EXPECT_TRUE(is_late);
+  const auto worker = time.start("worker", [&] {
+    for (const int before = looks; looks == before;) {
+      std::this_thread::yield();
+    }
+  });
+  EXPECT_TRUE(time.join_until(worker, 10h));
+}
+
 TEST(RealTime, JoinGivesUpAtItsDeadline) {
   RealTime time;
   const auto worker = time.start("worker", [&] { time.sleep_until(10h); });

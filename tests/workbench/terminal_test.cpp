@@ -45,6 +45,7 @@ TEST_F(WantsColour, NotInAFile) {
 TEST_F(WantsColour, NotWhereNoColorIsSet) {
   setenv("NO_COLOR", "1", 1);
   EXPECT_FALSE(wants_colour(terminal_));
+  EXPECT_TRUE(is_live_terminal(terminal_));
 }
 
 TEST_F(WantsColour, AlsoWhereNoColorIsEmpty) {
