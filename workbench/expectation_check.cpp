@@ -155,8 +155,9 @@ class Checker {
 
   void check_claw(const At<ClawExpectation>& at) {
     const auto state = run_.claw_state(at.expected.claw);
-    add(state == at.expected.state, at.line, fmt::format("claw {}", at.expected.claw),
-        {claw_state_text(at.expected.state)}, {claw_state_text(state)});
+    const std::string claw = fmt::format("motor{} ", at.expected.motor);
+    add(state == at.expected.state, at.line, "claws", {claw + claw_state_text(at.expected.state)},
+        {claw + claw_state_text(state)});
   }
 
   std::vector<ExpectationChecked> take() { return std::move(checked_); }

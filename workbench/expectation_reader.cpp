@@ -124,14 +124,14 @@ std::vector<At<ClawExpectation>> read_claws(const YamlNode& node, ScenarioContex
     words.push_back(claw_state_text(state));
   }
   MappingReader keys(node, "a mapping of claws", context.errors);
-  for (std::size_t claw = 0; claw < context.config.claw_motor_ids.size(); ++claw) {
-    const YamlNode* const value =
-        keys.find(fmt::format("motor{}", context.config.claw_motor_ids[claw]));
+  const std::vector<std::int64_t>& motors = context.config.claw_motor_ids;
+  for (std::size_t claw = 0; claw < motors.size(); ++claw) {
+    const YamlNode* const value = keys.find(fmt::format("motor{}", motors[claw]));
     if (value == nullptr) {
       continue;
     }
     if (const auto word = read_word(*value, words, context.errors)) {
-      claws.push_back({value->place.line, {claw, kStates[*word]}});
+      claws.push_back({value->place.line, {claw, motors[claw], kStates[*word]}});
     }
   }
   keys.finish();

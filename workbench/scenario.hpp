@@ -101,6 +101,7 @@ struct LogExpectation {
 
 struct ClawExpectation {
   std::size_t claw = 0;
+  std::int64_t motor = 0;  ///< its number, by which people know the claw
   business_layer::bottom_compat::ClawState state;
 };
 

@@ -116,9 +116,7 @@ class Watch final : public IEventSink {
   }
 
   void see(const DeviceStateChanged& change) {
-    const bool is_claw = change.quantity == "action" || change.quantity == "position";
-    values_[is_claw ? change.device + " " + change.quantity : change.device] = {change.value,
-                                                                                change.text};
+    values_[value_name(change)] = {change.value, change.text};
   }
 
   void see(const OperationEnded&) {
@@ -148,11 +146,18 @@ class Watch final : public IEventSink {
     }
   }
 
-  /// Claws speak by their action: at rest is one that was never moved, or is homed.
+  /// As scenarios call it.
+  static std::string value_name(const DeviceStateChanged& change) {
+    return change.quantity == "action"     ? change.device + " claw"
+           : change.quantity == "position" ? change.device + " position"
+                                           : change.device;
+  }
+
+  /// At rest is a claw that was never moved, or is homed.
   static bool is_at_rest(const std::string& name, const Value& value) {
-    constexpr std::string_view kAction = " action";
-    if (name.size() > kAction.size() &&
-        name.compare(name.size() - kAction.size(), kAction.size(), kAction) == 0) {
+    constexpr std::string_view kClaw = " claw";
+    if (name.size() > kClaw.size() &&
+        name.compare(name.size() - kClaw.size(), kClaw.size(), kClaw) == 0) {
       return value.text == "idle" || value.text == "homed";
     }
     return value.number == 0;

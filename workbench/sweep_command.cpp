@@ -18,13 +18,34 @@ volatile std::sig_atomic_t is_interrupted = 0;  // NOLINT: set by the signal han
 
 extern "C" void end_sweep(int /*signal*/) { is_interrupted = 1; }
 
+constexpr std::size_t kColumns = 100;
+constexpr std::size_t kLeftColumn = 66;  // where what is left begins
+
 std::string row(const std::string& disturbance, const std::string& place, const std::string& ended,
                 const std::string& left) {
-  return fmt::format("{:<26} {:<30} {:>10}  {}", disturbance, place, ended, left);
+  return fmt::format("{:<26} {:<25} {:>11}  {}", disturbance, place, ended, left);
 }
 
-std::string joined(const std::vector<std::string>& texts) {
-  return texts.empty() ? "everything at rest" : fmt::format("{}", fmt::join(texts, ", "));
+/// Listed, in as many lines as the column needs.
+std::string list(const std::vector<std::string>& texts) {
+  if (texts.empty()) {
+    return "everything at rest";
+  }
+  std::string list;
+  std::size_t column = kLeftColumn;
+  for (std::size_t index = 0; index < texts.size(); ++index) {
+    const std::string text = texts[index] + (index + 1 < texts.size() ? "," : "");
+    if (index > 0 && column + 1 + text.size() > kColumns) {
+      list += '\n' + std::string(kLeftColumn, ' ');
+      column = kLeftColumn;
+    } else if (index > 0) {
+      list += ' ';
+      ++column;
+    }
+    list += text;
+    column += text.size();
+  }
+  return list;
 }
 
 std::string ended_text(const SweepRun& run) {
@@ -72,7 +93,7 @@ ExitCode SweepCommand::run() const {
         ++runs;
         broken += run.broken.empty() ? 0U : 1U;
         if (!quiet_ || !run.broken.empty()) {
-          std::cout << row(run.disturbance, run.place, ended_text(run), joined(run.left)) << '\n';
+          std::cout << row(run.disturbance, run.place, ended_text(run), list(run.left)) << '\n';
         }
         for (const std::string& rule : run.broken) {
           std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';

@@ -292,14 +292,21 @@ TEST_F(Program, SweepsAScenario) {
   const ProgramRun swept = run({"sweep", write_scenario("on.yaml", kPumpOn)});
   EXPECT_EQ(swept.exit_code, 0);
   EXPECT_EQ(swept.out,
-            "disturbed by               at                             ended after  left\n"
-            "stop before operation 1    pump set_duty                        5 ms  emergency "
-            "active, pump 3 80 %\n"
-            "stop after operation 1     pump set_duty                        0 ms  emergency "
-            "active, pump 3 80 %\n"
-            "operation 1 fails          pump set_duty                           -  everything at "
+            "disturbed by               at                        ended after  left\n"
+            "stop before operation 1    pump set_duty                    5 ms  emergency active, "
+            "pump 3 80 %\n"
+            "stop after operation 1     pump set_duty                    0 ms  emergency active, "
+            "pump 3 80 %\n"
+            "operation 1 fails          pump set_duty                       -  everything at "
             "rest\n"
             "✔ 3 runs, no rule broken\n");
+  EXPECT_THAT(
+      run({"sweep", SOURCE_DIR "/scenarios/emergency-without-recovery.yaml"}).out,
+      HasSubstr(
+          "stop in wait 7             wait 100 ms                    550 ms  emergency active,\n"
+          "                                                                  motor1 claw stopped,\n"
+          "                                                                  motor1 position "
+          "22.6 %\n"));
   const ProgramRun broken = run({"sweep", "-q",
                                  write_scenario("throws.yaml",
                                                 "  - fault: {device: pump, throw: bus off}\n"
