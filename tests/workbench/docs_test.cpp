@@ -1,0 +1,250 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <ostream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/run_program.hpp"
+#include "tests/workbench/scenario_fixture.hpp"
+#include "workbench/console_view.hpp"
+#include "workbench/player.hpp"
+#include "workbench/simulated_time.hpp"
+#include "workbench/yaml_document.hpp"
+
+// What docs/workbench.md shows is what happens: its examples are played, its commands are
+// run, and nothing that the readers know is missing in it.
+namespace vantrel_can_bridge::workbench::test {
+namespace {
+
+using testing::HasSubstr;
+using vantrel_can_bridge::test::ProgramRun;
+using Lines = std::vector<std::string>;
+
+constexpr const char* kDocument = SOURCE_DIR "/docs/workbench.md";
+
+Lines lines_of(std::istream&& text) {
+  Lines lines;
+  for (std::string line; std::getline(text, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+/// A fenced block of the document.
+struct Block {
+  std::size_t line = 0;  // of its first line, from 1
+  Lines lines;
+
+  [[nodiscard]] std::string text() const {
+    std::string text;
+    for (const std::string& each : lines) {
+      text += each + '\n';
+    }
+    return text;
+  }
+};
+void PrintTo(const Block& block, std::ostream* out) { *out << kDocument << ':' << block.line; }
+
+std::vector<Block> blocks(const std::string& language) {
+  std::vector<Block> blocks;
+  const Lines document = lines_of(std::ifstream(kDocument));
+  for (std::size_t at = 0; at < document.size(); ++at) {
+    if (document[at] != "```" + language) {
+      continue;
+    }
+    Block block{at + 2, {}};
+    for (++at; at < document.size() && document[at] != "```"; ++at) {
+      block.lines.push_back(document[at]);
+    }
+    blocks.push_back(std::move(block));
+  }
+  return blocks;
+}
+
+std::string test_name(const testing::TestParamInfo<Block>& info) {
+  return "Line" + std::to_string(info.param.line);
+}
+
+/// A block as a scenario: lists of steps are played on the reference robot.
+std::string scenario_of(const Block& block) {
+  const std::string text = block.text();
+  return text.compare(0, 2, "- ") == 0 ? scenario_text(text) : text;
+}
+
+// --- Examples are played ---
+
+class DocumentedExample : public testing::TestWithParam<Block> {};
+INSTANTIATE_TEST_SUITE_P(Blocks, DocumentedExample, testing::ValuesIn(blocks("yaml")), test_name);
+
+TEST_P(DocumentedExample, HoldsWhatItExpects) {
+  InputErrors errors;
+  const auto scenario =
+      read_scenario_text(scenario_of(GetParam()), SOURCE_DIR "/scenarios/docs.yaml", errors);
+  ASSERT_TRUE(scenario.has_value()) << errors.lines();
+  std::ostringstream failures;
+  ConsoleView console(failures, {{false, false}, true});
+  SimulatedTime time;
+  const PlayResult result = play(*scenario, time, console);
+  EXPECT_TRUE(result.is_good()) << result.error << '\n' << failures.str();
+  EXPECT_GT(result.held, 0U) << "an example that expects nothing shows nothing";
+}
+
+// --- Commands are run ---
+
+/// Whether `actual` from `at` on is `expected` from `next` on, where "…" stands for any lines.
+bool is_shortened(const Lines& expected, std::size_t next, const Lines& actual, std::size_t at) {
+  if (next == expected.size()) {
+    return at == actual.size();
+  }
+  if (expected[next] == "…") {
+    return is_shortened(expected, next + 1, actual, at) ||
+           (at < actual.size() && is_shortened(expected, next, actual, at + 1));
+  }
+  return at < actual.size() && expected[next] == actual[at] &&
+         is_shortened(expected, next + 1, actual, at + 1);
+}
+
+/// The output and the exit code of a command line of the document, in the project's folder.
+ProgramRun run_line(const std::string& line) {
+  std::vector<std::string> arguments = {"-C", SOURCE_DIR, BOTTOM_WORKBENCH};
+  std::istringstream words(line.substr(std::string("$ bottom-workbench ").size()));
+  for (std::string word; words >> word;) {
+    arguments.push_back(word);
+  }
+  return vantrel_can_bridge::test::run_program("/usr/bin/env", arguments);
+}
+
+class DocumentedCommand : public testing::TestWithParam<Block> {};
+INSTANTIATE_TEST_SUITE_P(Blocks, DocumentedCommand, testing::ValuesIn(blocks("console")),
+                         test_name);
+
+TEST_P(DocumentedCommand, PrintsWhatIsShown) {
+  const Lines& lines = GetParam().lines;
+  ProgramRun last;
+  for (std::size_t at = 0; at < lines.size();) {
+    const std::string command = lines[at++];
+    Lines expected;
+    while (at < lines.size() && lines[at].compare(0, 2, "$ ") != 0) {
+      expected.push_back(lines[at++]);
+    }
+    if (command == "$ echo $?") {
+      EXPECT_EQ(expected, Lines{std::to_string(last.exit_code)});
+      continue;
+    }
+    ASSERT_THAT(command, testing::StartsWith("$ bottom-workbench "));
+    last = run_line(command);
+    EXPECT_TRUE(is_shortened(expected, 0, lines_of(std::istringstream(last.out + last.err)), 0))
+        << command << " prints\n"
+        << last.out << last.err;
+  }
+}
+
+// --- Nothing is missing ---
+
+using Names = std::set<std::string>;
+
+/// The keys that stand below each key, by that key; "" for those of the whole document.
+void collect_keys(const YamlNode& node, const std::string& parent,
+                  std::map<std::string, Names>& keys) {
+  for (std::size_t index = 0; index < node.items.size(); ++index) {
+    const bool is_mapping = node.kind == YamlNode::Kind::Mapping;
+    if (is_mapping) {
+      keys[parent].insert(node.keys[index].name);
+    }
+    collect_keys(node.items[index], is_mapping ? node.keys[index].name : parent, keys);
+  }
+}
+
+/// What a reader knows in place of the mistake in `scenario`, from its message about it.
+Names known_names(const std::string& scenario, const std::string& before) {
+  InputErrors errors;
+  EXPECT_FALSE(read_scenario_text(scenario, SOURCE_DIR "/scenarios/docs.yaml", errors));
+  std::string list = errors.lines();
+  const std::size_t begin = list.find(before);
+  EXPECT_NE(begin, std::string::npos) << list;
+  list = list.substr(begin + before.size());
+  list = list.substr(0, list.find_first_of(";\n"));
+  Names names;
+  for (const std::string separator : {" or ", ", "}) {
+    for (std::size_t at = list.find(separator); at != std::string::npos;
+         at = list.find(separator)) {
+      list.replace(at, separator.size(), "\n");
+    }
+  }
+  for (const std::string& name : lines_of(std::istringstream(list))) {
+    names.insert(name);
+  }
+  return names;
+}
+
+struct Place {
+  const char* name;
+  const char* parent;    // key below which the names stand
+  const char* scenario;  // with the key "qqqqqq" in that place
+};
+void PrintTo(const Place& place, std::ostream* out) { *out << place.name; }
+
+class DocumentedKeys : public testing::TestWithParam<Place> {};
+
+TEST_P(DocumentedKeys, AreAllPlayedInAnExample) {
+  std::map<std::string, Names> shown;
+  for (const Block& block : blocks("yaml")) {
+    InputErrors errors;
+    const auto root = read_yaml_text(scenario_of(block), "docs", errors);
+    ASSERT_TRUE(root.has_value()) << errors.lines();
+    collect_keys(*root, "", shown);
+  }
+  const Names known = known_names(GetParam().scenario, "expected one of ");
+  EXPECT_GE(known.size(), 3U);
+  for (const std::string& name : known) {
+    EXPECT_EQ(shown[GetParam().parent].count(name), 1U)
+        << "no example has " << name << " below \"" << GetParam().parent << '"';
+  }
+}
+
+#define ON_ROBOT "title: x\nrobot: ../robots/reference.yaml\n"
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, DocumentedKeys,
+    testing::Values(
+        Place{"Scenario", "", ON_ROBOT "steps: []\nqqqqqq: 1\n"},
+        Place{"Simulation", "simulation", ON_ROBOT "with: {simulation: {qqqqqq: 1}}\nsteps: []\n"},
+        Place{"Actions", "steps", ON_ROBOT "steps:\n- {wait: 1 s, qqqqqq: 1}\n"},
+        Place{"Requests", "steps", ON_ROBOT "steps:\n- {request: {cmd: 0}, qqqqqq: 1}\n"},
+        Place{"Recoveries", "steps", ON_ROBOT "steps:\n- {emergency: clear, qqqqqq: 1}\n"},
+        Place{"Conditions", "steps",
+              ON_ROBOT "steps:\n- {wait_until: {emergency: clear}, qqqqqq: 1}\n"},
+        Place{"Moments", "during",
+              ON_ROBOT "steps:\n- request: {cmd: 0}\n"
+                       "  during: [{emergency: raise, after: 1 s, qqqqqq: 1}]\n"},
+        Place{"Faults", "fault", ON_ROBOT "steps:\n- fault: {refuse: x, qqqqqq: 1}\n"},
+        Place{"Expectations", "expect", ON_ROBOT "steps:\n- expect: {qqqqqq: 1}\n"},
+        Place{"Replies", "reply",
+              ON_ROBOT "steps:\n- request: {cmd: 0}\n"
+                       "  expect: {reply: {success: true, qqqqqq: 1}}\n"}),
+    [](const auto& place) { return place.param.name; });
+
+TEST(DocumentedWords, AreAllThere) {
+  std::ostringstream document;
+  document << std::ifstream(kDocument).rdbuf();
+  const auto has = [&document](const std::string& text) {
+    return document.str().find(text) != std::string::npos;
+  };
+  const std::pair<const char*, const char*> rows[] = {
+      {ON_ROBOT "steps:\n- emergency: qqqqqq\n", "expected "},
+      {ON_ROBOT "steps:\n- expect: {claws: {motor1: qqqqqq}}\n", "expected "},
+      {ON_ROBOT "steps:\n- request: {cmd: qqqqqq}\n", "expected a number, or "}};
+  for (const auto& [scenario, before] : rows) {
+    for (const std::string& word : known_names(scenario, before)) {
+      EXPECT_TRUE(has('`' + word + '`') || has(": " + word + '`')) << word;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vantrel_can_bridge::workbench::test
