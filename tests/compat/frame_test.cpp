@@ -418,8 +418,6 @@ TEST_F(Frame, TurnsAnOutcomeIntoAReplyWithItsMessage) {
   EXPECT_EQ(journal.take(), Lines{});
 }
 
-TEST(Reply, IsAFailureUntilItIsFilled) { EXPECT_EQ(BottomCompatReply{}, failure("")); }
-
 // --- Bytes ---
 
 TEST(PayloadToHex, WritesTwoLowerCaseDigitsEach) {

@@ -22,14 +22,6 @@ constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 
 class RecordedClawState : public ClawTest {};
 
-TEST_F(RecordedClawState, HasTheNumbersThatOutsideCodeKnows) {
-  EXPECT_EQ(static_cast<std::int32_t>(ClawState::Unknown), 0);
-  EXPECT_EQ(static_cast<std::int32_t>(ClawState::Raised), 1);
-  EXPECT_EQ(static_cast<std::int32_t>(ClawState::Lowered), 2);
-  EXPECT_EQ(static_cast<std::int32_t>(ClawState::RaiseIncomplete), 3);
-  EXPECT_EQ(static_cast<std::int32_t>(ClawState::LowerIncomplete), 4);
-}
-
 TEST_F(RecordedClawState, IsUnknownForEveryClawAtTheStart) {
   config.claw_motor_ids = {1, 2, 3};
 
