@@ -46,3 +46,19 @@ install(FILES
 configure_file(cmake/vantrel_can_bridge.pc.in vantrel_can_bridge.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vantrel_can_bridge.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# Where a ROS workspace looks for what is installed.
+install(FILES package.xml
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/vantrel_can_bridge COMPONENT development)
+
+if(TARGET bottom-workbench)
+  install(TARGETS bottom-workbench RUNTIME COMPONENT workbench)
+  install(DIRECTORY robots scenarios
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bottom-workbench COMPONENT workbench
+    PATTERN robots/bad EXCLUDE)
+endif()
+if(VANTREL_BUILD_PACKAGES)
+  include(cmake/man.cmake)
+  install(FILES ${vantrel_man_pages}
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT workbench)
+endif()

@@ -26,7 +26,8 @@ CLI::App* add_check(CLI::App& app, CheckArguments& arguments) {
   check
       ->add_option("ROBOT.yaml", arguments.robots,
                    "Robot files; robots/reference.yaml explains one")
-      ->required();
+      ->required()
+      ->type_name("");
   check->add_flag("--strict", arguments.options.strict, "Exit with 1 when there are findings");
   check->footer(
       "Errors are what cannot be read, findings what the robot accepts and you will regret;\n"
@@ -48,6 +49,10 @@ int flush_output(int exit_code) {
 
 int run(int argc, char** argv) {
   CLI::App app{"Runs the bottom-board compatibility layer without a robot.", "bottom-workbench"};
+  app.get_formatter()->label("TEXT", "FILE");  // every option that takes a text takes a file
+  app.get_formatter()->label("UINT", "NUMBER");
+  app.set_version_flag("--version", "bottom-workbench " BOTTOM_WORKBENCH_VERSION,
+                       "Print the version and exit");
   app.require_subcommand(0, 1);  // none is answered below: CLI11 would not name a wrong one
   app.footer("Example: bottom-workbench play scenarios/cleaning-round.yaml --realtime");
 

@@ -84,7 +84,8 @@ bool write_file(const std::string& path, const std::string& text) {
 PlayCommand::PlayCommand(CLI::App& app)
     : command_(app.add_subcommand("play", "Play scenario files and check what they expect")) {
   command_->add_option("SCENARIO", files_, "Scenario files, played one after the other")
-      ->required();
+      ->required()
+      ->type_name("");
   command_->add_flag("-q,--quiet", quiet_, "Print failures alone");
   command_->add_flag("-v,--verbose", verbose_,
                      "Show every debug line, also those that only repeat others");

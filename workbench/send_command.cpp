@@ -16,7 +16,8 @@ namespace vantrel_can_bridge::workbench {
 SendCommand::SendCommand(CLI::App& app)
     : command_(app.add_subcommand("send", "Send one request to simulated boards")) {
   command_->add_option("FIELD=VALUE", fields_, "Fields of the request; those left out are 0")
-      ->required();
+      ->required()
+      ->type_name("");
   command_->add_option("--robot", robot_, "Robot file")->required();
   command_->add_flag("-v,--verbose", verbose_,
                      "Show every debug line, also those that only repeat others");

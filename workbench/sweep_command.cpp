@@ -61,7 +61,7 @@ std::string ended_text(const SweepRun& run) {
 SweepCommand::SweepCommand(CLI::App& app)
     : command_(app.add_subcommand(
           "sweep", "Play a scenario with a stop or a failure at every point, and check rules")) {
-  command_->add_option("SCENARIO", file_, "Scenario file")->required();
+  command_->add_option("SCENARIO", file_, "Scenario file")->required()->type_name("");
   command_->add_flag("-q,--quiet", quiet_, "Print broken rules and the verdict alone");
   command_->footer(
       "Raises an emergency stop before and after every operation and inside every wait, and\n"

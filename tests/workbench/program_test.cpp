@@ -21,6 +21,7 @@ constexpr const char* kUsage =
     "\n"
     "Options:\n"
     "  -h,--help                   Print this help message and exit\n"
+    "  --version                   Print the version and exit\n"
     "\n"
     "Subcommands:\n"
     "  play                        Play scenario files and check what they expect\n"
@@ -42,6 +43,13 @@ TEST(Program, PrintsItsHelp) {
   const ProgramRun program = run({"--help"});
   EXPECT_EQ(program.exit_code, 0);
   EXPECT_EQ(program.out, kUsage);
+  EXPECT_EQ(program.err, "");
+}
+
+TEST(Program, PrintsItsVersion) {
+  const ProgramRun program = run({"--version"});
+  EXPECT_EQ(program.exit_code, 0);
+  EXPECT_EQ(program.out, "bottom-workbench " PROJECT_VERSION "\n");
   EXPECT_EQ(program.err, "");
 }
 
