@@ -252,6 +252,23 @@ def check_texts():
         yield f'docs/messages.md: the {channel} text {text} of compat/ is missing'
 
 
+# --- Fields ---
+
+def fields_of(path):
+    return set(re.findall(r'^  [\w:<>]+ (\w+)(?: = \w+)?;', sources('.hpp')[path], re.M))
+
+
+def check_fields():
+    """docs/configuration.md has every field of the configuration, docs/commands.md of a request."""
+    rows = {row[1] for _, line in documents()['docs/configuration.md'].prose
+            if (row := re.match(r'\| `(\w+)` \|', line))}
+    for name in sorted(rows ^ fields_of('compat/bottom_compat_config.hpp')):
+        yield f'docs/configuration.md: {name} is missing, here or in the code'
+    named = {code for _, code in documents()['docs/commands.md'].inline_code()}
+    for name in sorted(fields_of('messages/vantrel_protocol/srv/bottom_interact_srv.hpp') - named):
+        yield f'docs/commands.md: {name} is missing'
+
+
 # --- Blocks ---
 
 def check_languages():
@@ -380,7 +397,7 @@ def check_commands():
                 yield f'{place}: {part}: what is {word}?'
 
 
-QUICK = {'links': check_links, 'names': check_names, 'texts': check_texts,
+QUICK = {'links': check_links, 'names': check_names, 'texts': check_texts, 'fields': check_fields,
          'languages': check_languages, 'cpp': check_cpp, 'commands': check_commands}
 BUILDING = {'cmake': check_cmake, 'diffs': check_diffs}
 
