@@ -5,6 +5,7 @@ import argparse
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -14,6 +15,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
 LANGUAGES = {'', 'cmake', 'console', 'cpp', 'diff', 'json', 'mermaid', 'text', 'yaml'}
+NOT_OURS = {'.cache', '.git', '__pycache__', 'build'}
 
 
 class Block:
@@ -62,16 +64,18 @@ class Document:
 
 
 @lru_cache
-def tracked():
-    """Every file of the project that is not ignored."""
-    listed = subprocess.run(['git', 'ls-files', '--cached', '--others', '--exclude-standard'],
-                            cwd=ROOT, check=True, stdout=subprocess.PIPE, text=True).stdout
-    return [path for path in listed.splitlines() if (ROOT / path).exists()]
+def files():
+    """Every file of the project, by its path from the project's folder."""
+    found = []
+    for folder, folders, names in os.walk(ROOT):
+        folders[:] = sorted(set(folders) - NOT_OURS)
+        found += [os.path.relpath(os.path.join(folder, name), ROOT) for name in sorted(names)]
+    return found
 
 
 @lru_cache
 def documents():
-    return {path: Document(path) for path in tracked() if path.endswith('.md')}
+    return {path: Document(path) for path in files() if path.endswith('.md')}
 
 
 def blocks(language):
@@ -81,7 +85,7 @@ def blocks(language):
 
 @lru_cache
 def sources(*suffixes):
-    return {path: (ROOT / path).read_text(errors='replace') for path in tracked()
+    return {path: (ROOT / path).read_text(errors='replace') for path in files()
             if path.endswith(suffixes)}
 
 
@@ -99,7 +103,7 @@ def check_links():
                 if name:
                     path = os.path.normpath(Path(document.path).parent / name)
                 place = f'{document.path}:{number}'
-                if path not in tracked() and not any(f.startswith(path + '/') for f in tracked()):
+                if path not in files() and not any(f.startswith(path + '/') for f in files()):
                     yield f'{place}: {target}: there is no file {path}'
                 elif anchor and anchor not in documents()[path].anchors:
                     yield f'{place}: {target}: {path} has no heading #{anchor}'
@@ -131,7 +135,7 @@ def check_names():
         for place, code in document.inline_code():
             if re.fullmatch(r'[\w.-]+(/[\w.{},-]+)+/?', code) and '.' not in code.split('/')[0]:
                 folder = code.split('/')[0]
-                if any(path.startswith(folder + '/') for path in tracked()):
+                if any(path.startswith(folder + '/') for path in files()):
                     if not (ROOT / code).exists():
                         yield f'{place}: there is no {code}'
             elif re.fullmatch(r'[A-Za-z_][\w:]*(\(\))?[…*]?|…_\w+', code) and \
@@ -333,8 +337,8 @@ def check_diffs(options):
         if not changes:
             continue
         with tempfile.TemporaryDirectory() as folder:
-            subprocess.run('git ls-files -z | xargs -0 cp --parents -t ' + folder, shell=True,
-                           cwd=ROOT, check=True)
+            shutil.copytree(ROOT, folder, dirs_exist_ok=True,
+                            ignore=lambda _, names: NOT_OURS.intersection(names))
             for change in changes:
                 applied = run(['patch', '--strip=1', '--no-backup-if-mismatch', '--fuzz=0'],
                               cwd=folder, input=change.text)
@@ -371,7 +375,7 @@ def wrong_words(command):
         known = presets(kind)
         return [word for option, word in zip(given, given[1:])
                 if option == '--preset' and word not in known]
-    if program not in tracked():
+    if program not in files():
         return [program]
     known = set(re.findall(r'[\w-]+', help_of(program) or ''))
     given = given[:given.index('--')] if '--' in given else given
@@ -380,7 +384,7 @@ def wrong_words(command):
 
 def check_commands():
     """Every script explains itself, and every command that is shown exists with its words."""
-    for script in tracked():
+    for script in files():
         if script.startswith('scripts/') and 'usage: ' not in (help_of(script) or '').lower():
             yield f'{script} --help: fails, or says nothing of its usage'
     shown = [(block.place, line[2:]) for block in blocks('console') for line in block.lines
