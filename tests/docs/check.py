@@ -377,7 +377,7 @@ def wrong_words(command):
                 if option == '--preset' and word not in known]
     if program not in files():
         return [program]
-    known = set(re.findall(r'[\w-]+', help_of(program) or ''))
+    known = {'--help', *re.findall(r'[\w-]+', help_of(program) or '')}
     given = given[:given.index('--')] if '--' in given else given
     return [word for word in given if not word.isdigit() and word not in known]
 
@@ -391,7 +391,7 @@ def check_commands():
              if line.startswith('$ ')]
     shown += [(place, code) for document in documents().values()
               for place, code in document.inline_code()
-              if re.match(r'(scripts/|cmake |ctest )', code) and '…' not in code]
+              if re.match(r'(scripts/\w|cmake |ctest )', code) and '…' not in code]
     for place, command in shown:
         for part in command.split(' && '):
             # The workbench's are run: tests/docs/examples_test.cpp.
