@@ -144,7 +144,7 @@ std::vector<Block> commands() {
 }
 
 /// Commands are run in a folder that looks like the project's and may be written to.
-class DocumentedCommand : public testing::TestWithParam<Block> {
+class DocumentedRun : public testing::Test {
  protected:
   void SetUp() override {
     std::string name = (fs::temp_directory_path() / "documents.XXXXXX").string();
@@ -157,17 +157,17 @@ class DocumentedCommand : public testing::TestWithParam<Block> {
   void TearDown() override { fs::remove_all(folder_); }
 
   [[nodiscard]] ProgramRun run_line(const std::string& line) const {
-    std::vector<std::string> arguments = {"-C", folder_.string(), BOTTOM_WORKBENCH};
-    std::istringstream words(line.substr(std::string("$ bottom-workbench ").size()));
-    for (std::string word; words >> word;) {
-      arguments.push_back(word);
-    }
-    return vantrel_can_bridge::test::run_program("/usr/bin/env", arguments);
+    const std::string path = fs::path(BOTTOM_WORKBENCH).parent_path().string();
+    return vantrel_can_bridge::test::run_program(
+        "/usr/bin/env", {"-C", folder_.string(), "LC_ALL=C", "PATH=" + path + ":/usr/bin:/bin",
+                         "bash", "-c", line});
   }
 
  private:
   fs::path folder_;
 };
+
+class DocumentedCommand : public DocumentedRun, public testing::WithParamInterface<Block> {};
 INSTANTIATE_TEST_SUITE_P(Blocks, DocumentedCommand, testing::ValuesIn(commands()), test_name);
 
 TEST_P(DocumentedCommand, PrintsWhatIsShown) {
@@ -183,11 +183,24 @@ TEST_P(DocumentedCommand, PrintsWhatIsShown) {
       EXPECT_EQ(expected, Lines{std::to_string(last.exit_code)});
       continue;
     }
-    ASSERT_THAT(command, testing::StartsWith("$ bottom-workbench "));
-    last = run_line(command);
+    ASSERT_THAT(command, testing::StartsWith("$ "));
+    last = run_line(command.substr(2));
     EXPECT_TRUE(is_shortened(expected, 0, lines_of(std::istringstream(last.out + last.err)), 0))
         << command << " prints\n"
         << last.out << last.err;
+  }
+}
+
+TEST_F(DocumentedRun, WritesTheTracesThatAreShown) {
+  const ProgramRun run = run_line(
+      "bottom-workbench play scenarios/cleaning-round.yaml --quiet --trace t --perfetto p && "
+      "sed 's/,$//' t p");
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const Lines written = lines_of(std::istringstream(run.out));
+  for (const Block& block : blocks("json")) {
+    for (const std::string& line : block.lines) {
+      EXPECT_THAT(written, testing::Contains(line)) << testing::PrintToString(block);
+    }
   }
 }
 
