@@ -96,17 +96,22 @@ class BottomCompatOrchestrator {
   ///
   /// Sends nothing. Waits for nothing but the debug callback: `claw_mutex_` is only
   /// tried, and where it is busy, some claw counts as not lowered.
+  ///
+  /// May be called again while the stop lasts, and best is: see `on_emergency_recovered`.
   void on_emergency_active();
 
   /// The emergency stop has cleared: lowers every claw that is not lowered, one after the
   /// other, raising it first unless it is `Raised`. Moves nothing, but lets claws move again,
   /// when all were lowered when the stop came, or when `claw_emergency_recovery` is false.
   ///
+  /// Forgets the stop first: one that another thread reports at that very moment may be
+  /// forgotten with the old one, until it is reported again.
+  ///
   /// The budget runs from the call: waiting for `claw_mutex_` uses it up too. Blocks for
   /// that wait, or for `claw_recovery_budget_ms` plus the move that is running when it
-  /// ends: the budget is looked at between moves only. Each move is a single attempt. A new stop
-  /// ends the recovery as it ends a move. Claws that are left keep their state and are tried again
-  /// when the next stop clears. Outcomes are only logged.
+  /// ends: the budget is looked at between moves only. Each move is a single attempt. A
+  /// new stop ends the recovery as it ends a move. Claws that are left keep their state
+  /// and are tried again when the next stop clears. Outcomes are only logged.
   void on_emergency_recovered();
 
   /// The recorded state of claw `index`; `Unknown` where there is no such claw. Takes
