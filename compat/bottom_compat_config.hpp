@@ -25,27 +25,27 @@ struct BottomCompatConfig {
   std::vector<std::int64_t> aux_ids_b;                ///< carried; read by no operation
 
   // Pumps: channels 1 to 5; others are refused when the pump is driven.
-  std::int64_t clean_pump_channel = 0;
-  std::int64_t dirty_pump_channel = 0;
-  std::int64_t end_tool_pump_channel = 0;
+  std::int64_t clean_pump_channel = 0;     ///< driven by cmd 0, behind `clean_pump_valves`
+  std::int64_t dirty_pump_channel = 0;     ///< driven by cmd 0, behind `dirty_pump_valves`
+  std::int64_t end_tool_pump_channel = 0;  ///< driven by cmd 13
 
   // Valve groups: valve bit numbers 0 to 7, in the order that selects address them;
   // other entries keep their place in that order but open nothing.
-  std::vector<std::int64_t> clean_pump_valves;
-  std::vector<std::int64_t> dirty_pump_valves;
-  std::int64_t valve_switch_delay_ms = 0;  ///< between valve and pump; 0 or less: none
+  std::vector<std::int64_t> clean_pump_valves;  ///< one-hot selects reach the first four
+  std::vector<std::int64_t> dirty_pump_valves;  ///< bit masks reach the first 32
+  std::int64_t valve_switch_delay_ms = 0;       ///< between valve and pump; 0 or less: none
 
   // Power bits of the body board: sub-address and bit number, sent as they are.
-  bool wheel_lock_value = false;    ///< written to lock the wheels
-  bool wheel_unlock_value = false;  ///< written to unlock the wheels
-  std::uint8_t wheel_power_sub = 0;
-  std::uint8_t wheel_power_bit = 0;
-  std::uint8_t bump_unlock_sub = 0;
-  std::uint8_t bump_unlock_bit = 0;
-  std::uint8_t front_projection_sub = 0;
-  std::uint8_t front_projection_bit = 0;
-  std::uint8_t rear_projection_sub = 0;
-  std::uint8_t rear_projection_bit = 0;
+  bool wheel_lock_value = false;          ///< written to lock the wheels
+  bool wheel_unlock_value = false;        ///< written to unlock the wheels
+  std::uint8_t wheel_power_sub = 0;       ///< sub-address of the wheel lock
+  std::uint8_t wheel_power_bit = 0;       ///< bit number of the wheel lock
+  std::uint8_t bump_unlock_sub = 0;       ///< sub-address of the bump unlock
+  std::uint8_t bump_unlock_bit = 0;       ///< bit number of the bump unlock
+  std::uint8_t front_projection_sub = 0;  ///< sub-address of the front projection light
+  std::uint8_t front_projection_bit = 0;  ///< bit number of the front projection light
+  std::uint8_t rear_projection_sub = 0;   ///< sub-address of the rear projection light
+  std::uint8_t rear_projection_bit = 0;   ///< bit number of the rear projection light
 
   // Tool claws.
   bool claw_enabled = false;                 ///< false refuses claw moves, but for recoveries

@@ -16,6 +16,8 @@
 #include "gateway/operate_result.hpp"
 #include "vantrel_protocol/srv/bottom_interact_srv.hpp"
 
+/// Keeps old clients of the robot's bottom board working; begin with
+/// `BottomCompatOrchestrator`.
 namespace vantrel_can_bridge::business_layer::bottom_compat {
 
 class Deadline;
@@ -94,17 +96,22 @@ class BottomCompatOrchestrator {
   ///
   /// Sends nothing. Waits for nothing but the debug callback: `claw_mutex_` is only
   /// tried, and where it is busy, some claw counts as not lowered.
+  ///
+  /// May be called again while the stop lasts, and best is: see `on_emergency_recovered`.
   void on_emergency_active();
 
   /// The emergency stop has cleared: lowers every claw that is not lowered, one after the
   /// other, raising it first unless it is `Raised`. Moves nothing, but lets claws move again,
   /// when all were lowered when the stop came, or when `claw_emergency_recovery` is false.
   ///
+  /// Forgets the stop first: one that another thread reports at that very moment may be
+  /// forgotten with the old one, until it is reported again.
+  ///
   /// The budget runs from the call: waiting for `claw_mutex_` uses it up too. Blocks for
   /// that wait, or for `claw_recovery_budget_ms` plus the move that is running when it
-  /// ends: the budget is looked at between moves only. Each move is a single attempt. A new stop
-  /// ends the recovery as it ends a move. Claws that are left keep their state and are tried again
-  /// when the next stop clears. Outcomes are only logged.
+  /// ends: the budget is looked at between moves only. Each move is a single attempt. A
+  /// new stop ends the recovery as it ends a move. Claws that are left keep their state
+  /// and are tried again when the next stop clears. Outcomes are only logged.
   void on_emergency_recovered();
 
   /// The recorded state of claw `index`; `Unknown` where there is no such claw. Takes
@@ -115,8 +122,10 @@ class BottomCompatOrchestrator {
   /// fewer claws; any other select gives the number of claws. Takes no lock.
   [[nodiscard]] std::size_t claw_motor_index(std::int32_t select) const;
 
-  // --- Command handlers: any thread, no mutex held; each takes its group's mutex for the
-  // --- whole request and logs a summary line on the debug channel
+  // --- Command handlers: any thread, no mutex held ---
+  //
+  // Each takes its group's mutex for the whole request and logs a summary line on the
+  // debug channel.
 
   /// cmd 2, under `light_mutex_`: colours for both LEDs, then the left, then the right one.
   /// A colour of 0 leaves its group as it is, so this command cannot switch an LED off.
@@ -154,7 +163,7 @@ class BottomCompatOrchestrator {
   [[nodiscard]] BottomCompatReply handle_tools_claw(
       const vantrel_protocol::srv::BottomInteractSrv_Request& request);
 
-  // --- Device operations: take no lock; the caller holds the mutex of the device's group
+  // --- Device operations: take no lock; the caller holds its group's mutex ---
 
   /// The one way to the boards: logs "operate begin: ", calls the gateway, logs
   /// "operate end: ", both on the debug channel, and returns what the gateway returned.
@@ -222,7 +231,7 @@ class BottomCompatOrchestrator {
   [[nodiscard]] BottomCompatReply operate_motor_slot(std::int64_t select, std::int32_t cmd,
                                                      std::int32_t duty);
 
-  // --- Claw: `index` is below the number of claws, which the caller has checked ---
+  // --- Claw: the index is below the number of claws, which the caller has checked ---
 
   /// Moves a claw to `target`, up to 1 + `claw_retry_count` attempts with
   /// `claw_retry_backoff_ms` between them, and records where it ended. Refuses during an
@@ -251,9 +260,11 @@ class BottomCompatOrchestrator {
 
   // --- Logging and replies: any thread; take no lock ---
 
-  /// Hand `line` to the callback of the channel as it stands; do nothing where it is empty.
+  /// Hands `line` as it stands to the debug callback; does nothing where that is empty.
   void debug_log(const std::string& line) const;
+  /// The same for the info callback.
   void log_info(const std::string& line) const;
+  /// The same for the warn callback.
   void log_warn(const std::string& line) const;
 
   /// The reply to a command that no board carries out any more, or never did:
@@ -268,8 +279,9 @@ class BottomCompatOrchestrator {
   /// "[]", or the bytes as "[0x01 0xab]".
   static std::string payload_to_hex(const std::vector<std::uint8_t>& bytes);
 
-  /// The two bytes of `value`, low byte first.
+  /// The two bytes of `value` in two's complement, low byte first.
   static std::vector<std::uint8_t> encode_i16_le(std::int16_t value);
+  /// The two bytes of `value`, low byte first.
   static std::vector<std::uint8_t> encode_u16_le(std::uint16_t value);
 
   /// Six bytes: red, green, blue, level clamped to 0..255, low 16 bits of mode low byte
@@ -292,13 +304,12 @@ class BottomCompatOrchestrator {
   static std::int64_t motor_target_rpm(std::int32_t cmd, std::int32_t duty,
                                        std::int64_t rpm_per_duty);
 
-  /// Valve masks of a list of valve bit numbers; entries outside 0 to 7 contribute nothing.
-  /// All of the list:
+  /// The valve mask of a list of valve bit numbers; entries outside 0 to 7 contribute nothing.
   static std::uint8_t valve_group_mask(const std::vector<std::int64_t>& valves);
-  /// The entry of a one-hot select; 0 where there is none:
+  /// The same of the one entry that a one-hot select names; 0 where there is none.
   static std::uint8_t single_select_to_valve_mask(const std::vector<std::int64_t>& valves,
                                                   std::int32_t select);
-  /// Entry i for each bit i of `select`; positions from 32 on have no bit:
+  /// The same of every entry i whose bit i is set in `select`; positions from 32 on have no bit.
   static std::uint8_t bitmask_select_to_valve_mask(const std::vector<std::int64_t>& valves,
                                                    std::int32_t select);
 

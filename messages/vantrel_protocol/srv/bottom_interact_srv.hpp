@@ -40,22 +40,22 @@ struct BottomInteractSrv_Request {
 
   // Side LEDs (cmd 2): colours are 0xRRGGBB, 0 leaves the group as it is; levels
   // are clamped to 0..255; of the modes the low 16 bits are sent.
-  std::uint32_t bottom_rgb = 0;  ///< both LEDs
-  std::int32_t bottom_level = 0;
-  std::uint32_t bottom_mode = 0;
-  std::uint32_t left_rgb = 0;
-  std::int32_t left_level = 0;
-  std::uint32_t left_mode = 0;
-  std::uint32_t right_rgb = 0;
-  std::int32_t right_level = 0;
-  std::uint32_t right_mode = 0;
+  std::uint32_t bottom_rgb = 0;   ///< colour of both LEDs
+  std::int32_t bottom_level = 0;  ///< level of both, sent with the colour only
+  std::uint32_t bottom_mode = 0;  ///< mode of both, sent with the colour only
+  std::uint32_t left_rgb = 0;     ///< colour of the left LED, sent after that of both
+  std::int32_t left_level = 0;    ///< its level
+  std::uint32_t left_mode = 0;    ///< its mode
+  std::uint32_t right_rgb = 0;    ///< colour of the right LED, sent after that of both
+  std::int32_t right_level = 0;   ///< its level
+  std::uint32_t right_mode = 0;   ///< its mode
 
   /// Fill light (cmd 9 and 11): up to 100 a brightness in percent, above it a colour.
   std::uint32_t rgb = 0;
 
   // Projection lights (cmd 14): 0 is off, any other value is on.
-  std::uint32_t front_rgb = 0;
-  std::uint32_t rear_rgb = 0;
+  std::uint32_t front_rgb = 0;  ///< front light
+  std::uint32_t rear_rgb = 0;   ///< rear light
 
   /// Wheel lock (cmd 8): 0 unlocks, any other value locks.
   std::int32_t wheel_cmd = 0;

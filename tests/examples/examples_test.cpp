@@ -20,5 +20,20 @@ TEST(MinimalService, AnswersItsRequest) {
             "reply: success, code 0, acknowledged\n");
 }
 
+TEST(BusService, RecoversAfterAStop) {
+  const ProgramRun service = run_program(BUS_SERVICE, {});
+
+  EXPECT_EQ(service.exit_code, 0);
+  EXPECT_EQ(service.err, "");
+  EXPECT_EQ(service.out,
+            "cmd 7: bottom_board power_control set_bit: no answer in 20 ms\n"
+            "收到爪子控制请求 工具1 伸出 cmd=1 duty=0\n"
+            "工具1伸出成功\n"
+            "cmd 0: success\n"
+            "收到爪子控制请求 工具1 伸出 cmd=1 duty=0\n"
+            "cmd 0: tools_claw rejected: selfclean_board in emergency\n"
+            "after the recovery: lowered\n");
+}
+
 }  // namespace
 }  // namespace vantrel_can_bridge::test

@@ -1,12 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <ostream>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/run_program.hpp"
@@ -16,16 +19,14 @@
 #include "workbench/simulated_time.hpp"
 #include "workbench/yaml_document.hpp"
 
-// What docs/workbench.md shows is what happens: its examples are played, its commands are
-// run, and nothing that the readers know is missing in it.
+// What the documents show is what happens: examples are played, commands of the workbench
+// are run, and nothing that the readers of files know is missing in docs/workbench.md.
 namespace vantrel_can_bridge::workbench::test {
 namespace {
 
-using testing::HasSubstr;
+namespace fs = std::filesystem;
 using vantrel_can_bridge::test::ProgramRun;
 using Lines = std::vector<std::string>;
-
-constexpr const char* kDocument = SOURCE_DIR "/docs/workbench.md";
 
 Lines lines_of(std::istream&& text) {
   Lines lines;
@@ -35,8 +36,9 @@ Lines lines_of(std::istream&& text) {
   return lines;
 }
 
-/// A fenced block of the document.
+/// A fenced block of a document.
 struct Block {
+  fs::path document;
   std::size_t line = 0;  // of its first line, from 1
   Lines lines;
 
@@ -48,26 +50,47 @@ struct Block {
     return text;
   }
 };
-void PrintTo(const Block& block, std::ostream* out) { *out << kDocument << ':' << block.line; }
+void PrintTo(const Block& block, std::ostream* out) {
+  *out << block.document.string() << ':' << block.line;
+}
 
-std::vector<Block> blocks(const std::string& language) {
+std::vector<Block> blocks_in(const fs::path& document, const std::string& language) {
   std::vector<Block> blocks;
-  const Lines document = lines_of(std::ifstream(kDocument));
-  for (std::size_t at = 0; at < document.size(); ++at) {
-    if (document[at] != "```" + language) {
+  const Lines lines = lines_of(std::ifstream(document));
+  for (std::size_t at = 0; at < lines.size(); ++at) {
+    if (lines[at] != "```" + language) {
       continue;
     }
-    Block block{at + 2, {}};
-    for (++at; at < document.size() && document[at] != "```"; ++at) {
-      block.lines.push_back(document[at]);
+    Block block{document, at + 2, {}};
+    for (++at; at < lines.size() && lines[at] != "```"; ++at) {
+      block.lines.push_back(lines[at]);
     }
     blocks.push_back(std::move(block));
   }
   return blocks;
 }
 
+const fs::path kDocs = SOURCE_DIR "/docs";
+
+/// The blocks of all documents.
+std::vector<Block> blocks(const std::string& language) {
+  std::set<fs::path> documents = {SOURCE_DIR "/README.md", SOURCE_DIR "/CONTRIBUTING.md"};
+  for (const fs::directory_entry& entry : fs::directory_iterator(kDocs)) {
+    if (entry.path().extension() == ".md") {
+      documents.insert(entry.path());
+    }
+  }
+  std::vector<Block> blocks;
+  for (const fs::path& document : documents) {
+    for (Block& block : blocks_in(document, language)) {
+      blocks.push_back(std::move(block));
+    }
+  }
+  return blocks;
+}
+
 std::string test_name(const testing::TestParamInfo<Block>& info) {
-  return "Line" + std::to_string(info.param.line);
+  return info.param.document.stem().string() + "Line" + std::to_string(info.param.line);
 }
 
 /// A block as a scenario: lists of steps are played on the reference robot.
@@ -109,19 +132,43 @@ bool is_shortened(const Lines& expected, std::size_t next, const Lines& actual, 
          is_shortened(expected, next + 1, actual, at + 1);
 }
 
-/// The output and the exit code of a command line of the document, in the project's folder.
-ProgramRun run_line(const std::string& line) {
-  std::vector<std::string> arguments = {"-C", SOURCE_DIR, BOTTOM_WORKBENCH};
-  std::istringstream words(line.substr(std::string("$ bottom-workbench ").size()));
-  for (std::string word; words >> word;) {
-    arguments.push_back(word);
+/// Blocks of commands that run the workbench; tests/docs/check.py looks at the others.
+std::vector<Block> commands() {
+  std::vector<Block> commands;
+  for (Block& block : blocks("console")) {
+    if (block.text().find("$ bottom-workbench ") != std::string::npos) {
+      commands.push_back(std::move(block));
+    }
   }
-  return vantrel_can_bridge::test::run_program("/usr/bin/env", arguments);
+  return commands;
 }
 
-class DocumentedCommand : public testing::TestWithParam<Block> {};
-INSTANTIATE_TEST_SUITE_P(Blocks, DocumentedCommand, testing::ValuesIn(blocks("console")),
-                         test_name);
+/// Commands are run in a folder that looks like the project's and may be written to.
+class DocumentedRun : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "documents.XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    folder_ = name;
+    for (const char* read : {"docs", "robots", "scenarios"}) {
+      fs::create_symlink(fs::path(SOURCE_DIR) / read, folder_ / read);
+    }
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  [[nodiscard]] ProgramRun run_line(const std::string& line) const {
+    const std::string path = fs::path(BOTTOM_WORKBENCH).parent_path().string();
+    return vantrel_can_bridge::test::run_program(
+        "/usr/bin/env", {"-C", folder_.string(), "LC_ALL=C", "PATH=" + path + ":/usr/bin:/bin",
+                         "bash", "-c", line});
+  }
+
+ private:
+  fs::path folder_;
+};
+
+class DocumentedCommand : public DocumentedRun, public testing::WithParamInterface<Block> {};
+INSTANTIATE_TEST_SUITE_P(Blocks, DocumentedCommand, testing::ValuesIn(commands()), test_name);
 
 TEST_P(DocumentedCommand, PrintsWhatIsShown) {
   const Lines& lines = GetParam().lines;
@@ -136,11 +183,24 @@ TEST_P(DocumentedCommand, PrintsWhatIsShown) {
       EXPECT_EQ(expected, Lines{std::to_string(last.exit_code)});
       continue;
     }
-    ASSERT_THAT(command, testing::StartsWith("$ bottom-workbench "));
-    last = run_line(command);
+    ASSERT_THAT(command, testing::StartsWith("$ "));
+    last = run_line(command.substr(2));
     EXPECT_TRUE(is_shortened(expected, 0, lines_of(std::istringstream(last.out + last.err)), 0))
         << command << " prints\n"
         << last.out << last.err;
+  }
+}
+
+TEST_F(DocumentedRun, WritesTheTracesThatAreShown) {
+  const ProgramRun run = run_line(
+      "bottom-workbench play scenarios/cleaning-round.yaml --quiet --trace t --perfetto p && "
+      "sed 's/,$//' t p");
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const Lines written = lines_of(std::istringstream(run.out));
+  for (const Block& block : blocks("json")) {
+    for (const std::string& line : block.lines) {
+      EXPECT_THAT(written, testing::Contains(line)) << testing::PrintToString(block);
+    }
   }
 }
 
@@ -193,7 +253,7 @@ class DocumentedKeys : public testing::TestWithParam<Place> {};
 
 TEST_P(DocumentedKeys, AreAllPlayedInAnExample) {
   std::map<std::string, Names> shown;
-  for (const Block& block : blocks("yaml")) {
+  for (const Block& block : blocks_in(kDocs / "workbench.md", "yaml")) {
     InputErrors errors;
     const auto root = read_yaml_text(scenario_of(block), "docs", errors);
     ASSERT_TRUE(root.has_value()) << errors.lines();
@@ -231,7 +291,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(DocumentedWords, AreAllThere) {
   std::ostringstream document;
-  document << std::ifstream(kDocument).rdbuf();
+  document << std::ifstream(kDocs / "workbench.md").rdbuf();
   const auto has = [&document](const std::string& text) {
     return document.str().find(text) != std::string::npos;
   };
