@@ -42,7 +42,7 @@ CLI::App* add_check(CLI::App& app, CheckArguments& arguments) {
 int flush_output(int exit_code) {
   if (!std::cout.flush()) {
     std::cerr << "bottom-workbench: standard output: cannot be written\n";
-    return static_cast<int>(ExitCode::Failed);
+    return static_cast<int>(ExitCode::Usage);
   }
   return exit_code;
 }

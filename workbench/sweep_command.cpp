@@ -56,6 +56,13 @@ std::string ended_text(const SweepRun& run) {
   return fmt::format("{:.0f} ms", ended);
 }
 
+std::string verdict(std::size_t runs, std::size_t broken, bool interrupted) {
+  const std::string text =
+      broken == 0 ? fmt::format("{} run{}, no rule broken", runs, runs == 1 ? "" : "s")
+                  : fmt::format("{} of {} run{} broke a rule", broken, runs, runs == 1 ? "" : "s");
+  return interrupted ? text + ", interrupted" : text;
+}
+
 }  // namespace
 
 SweepCommand::SweepCommand(CLI::App& app)
@@ -67,8 +74,9 @@ SweepCommand::SweepCommand(CLI::App& app)
       "Raises an emergency stop before and after every operation and inside every wait, and\n"
       "lets every operation fail once; shows how long the interrupted work went on after the\n"
       "stop, and what was left on. Broken is: a claw told to move during the stop, a request\n"
-      "not answered, a pump running with its valves shut. Exits with 0 when nothing was, with\n"
-      "1 when something was, with 2 when the file is wrong, with 130 when interrupted.\n"
+      "not answered, a pump running with its valves shut. The first run is undisturbed. Exits\n"
+      "with 0 when nothing was broken, with 1 when something was, with 2 when the file is\n"
+      "wrong, with 130 when interrupted.\n"
       "Example: bottom-workbench sweep scenarios/cleaning-round.yaml");
 }
 
@@ -101,10 +109,9 @@ ExitCode SweepCommand::run() const {
       },
       [] { return is_interrupted != 0; });
   std::signal(SIGINT, SIG_DFL);
-  const bool is_good = broken == 0;
+  const bool is_good = broken == 0 && is_interrupted == 0;
   std::cout << styled(is_good ? Style::Good : Style::Alarm,
-                      is_good ? fmt::format("✔ {} runs, no rule broken", runs)
-                              : fmt::format("✘ {} of {} runs broke a rule", broken, runs),
+                      (is_good ? "✔ " : "✘ ") + verdict(runs, broken, is_interrupted != 0),
                       coloured)
             << '\n';
   if (is_interrupted != 0) {

@@ -198,21 +198,6 @@ TEST_F(Program, NoticesWhenARecordingNoLongerHolds) {
   EXPECT_EQ(run({"play", "-q", path("recorded.yaml")}).exit_code, 1);
 }
 
-TEST_F(Program, SaysWhenARecordingCannotBeWritten) {
-  const ProgramRun played = run(
-      {"play", "-q", write_scenario("on.yaml", kPumpOn), "--record", path("no/such/folder.yaml")});
-  EXPECT_EQ(played.exit_code, 1);
-  EXPECT_THAT(played.err, HasSubstr("folder.yaml: cannot be written"));
-}
-
-TEST_F(Program, RecordsOneScenarioAtATime) {
-  const std::string file = write_scenario("on.yaml", kPumpOn);
-  const ProgramRun played = run({"play", file, file, "--record", path("recorded.yaml")});
-  EXPECT_EQ(played.exit_code, 2);
-  EXPECT_EQ(played.err,
-            "--record, --trace, --perfetto and --timeline: found 2 scenarios; expected one\n");
-}
-
 TEST_F(Program, TakesTheSeedFromTheCommandLine) {
   const std::string file =
       write_scenario("chance.yaml",
@@ -293,13 +278,14 @@ TEST_F(Program, SweepsAScenario) {
   EXPECT_EQ(swept.exit_code, 0);
   EXPECT_EQ(swept.out,
             "disturbed by               at                        ended after  left\n"
+            "undisturbed                -                                   -  pump 3 80 %\n"
             "stop before operation 1    pump set_duty                    5 ms  emergency active, "
             "pump 3 80 %\n"
             "stop after operation 1     pump set_duty                    0 ms  emergency active, "
             "pump 3 80 %\n"
             "operation 1 fails          pump set_duty                       -  everything at "
             "rest\n"
-            "✔ 3 runs, no rule broken\n");
+            "✔ 4 runs, no rule broken\n");
   EXPECT_THAT(
       run({"sweep", SOURCE_DIR "/scenarios/emergency-without-recovery.yaml"}).out,
       HasSubstr(
@@ -307,12 +293,38 @@ TEST_F(Program, SweepsAScenario) {
           "                                                                  motor1 claw stopped,\n"
           "                                                                  motor1 position "
           "22.6 %\n"));
-  const ProgramRun broken = run({"sweep", "-q",
-                                 write_scenario("throws.yaml",
-                                                "  - fault: {device: pump, throw: bus off}\n"
-                                                "  - request: {cmd: 13}\n")});
-  EXPECT_EQ(broken.exit_code, 1);
-  EXPECT_THAT(broken.out, HasSubstr("  ✘ request 1 threw: bus off\n"));
+}
+
+TEST_F(Program, SweepsAScenarioThatPlansItsOwnFailures) {
+  const ProgramRun swept = run({"sweep", "-q", SOURCE_DIR "/scenarios/failures-of-pumps.yaml"});
+  EXPECT_EQ(swept.exit_code, 0);
+  EXPECT_EQ(swept.out, "✔ 49 runs, no rule broken\n");
+}
+
+TEST_F(Program, SweepsOutWhatBreaksARule) {
+  // The end-tool pump on the clean pump's channel runs whatever that one's valves do.
+  const std::string file =
+      write_scenario("dry.yaml", kPumpOn, "with: {end_tool_pump_channel: 1}\n");
+  const ProgramRun swept = run({"sweep", "--quiet", file});
+  EXPECT_EQ(swept.exit_code, 1);
+  EXPECT_EQ(swept.out,
+            "undisturbed                -                                   -  pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "stop before operation 1    pump set_duty                    5 ms  emergency active, "
+            "pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "stop after operation 1     pump set_duty                    0 ms  emergency active, "
+            "pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "✘ 3 of 4 runs broke a rule\n");
+}
+
+TEST_F(Program, FailsWhenItsOutputIsLost) {
+  const std::string file = write_scenario("on.yaml", kPumpOn);
+  const ProgramRun played = vantrel_can_bridge::test::run_program(
+      "/bin/sh", {"-c", "\"$0\" play \"$1\" >/dev/full", BOTTOM_WORKBENCH, file});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
 }
 
 }  // namespace

@@ -87,6 +87,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"NoEffect", "  - fault: {device: pump}\n", "fault: it has no effect"},
         Row{"TwoEffects", "  - fault: {refuse: x, throw: y}\n",
             "throw: a second effect; expected one a rule, beside refuse"},
+        Row{"ThrowsNothing", "  - fault: {throw: \"\"}\n",
+            "4:20: throw: found \"\"; expected a text that is not empty"},
         Row{"NeverHits", "  - fault: {device: motor9, refuse: x}\n",
             "4:12: fault: it can never hit an operation of this robot: no device \"motor9\""},
         Row{"SticksOnAQuery", "  - fault: {op: claw_query_state, claw_sticks_at: 10 %}\n",

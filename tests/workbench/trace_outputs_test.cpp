@@ -157,14 +157,16 @@ TEST_P(TracesOption, TakesOneScenario) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Options, TracesOption,
-                         testing::Values("--trace", "--perfetto", "--timeline"),
+                         testing::Values("--trace", "--perfetto", "--timeline", "--record"),
                          [](const auto& option) { return std::string(option.param + 2); });
 
 TEST_F(Traces, GoIntoAFileEach) {
-  EXPECT_EQ(find_clash({path("a"), path("b"), path("c")}, path("s")), "");
-  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}}, path("s")), "");
-  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a")}, path("s")),
+  EXPECT_EQ(find_clash({path("a"), path("b"), path("c"), path("d")}, path("s")), "");
+  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}, {}}, path("s")), "");
+  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a"), {}}, path("s")),
             path("x/../a") + ": found for both --trace and --timeline; expected two files\n");
+  EXPECT_EQ(find_clash({{}, path("a"), {}, path("a")}, path("s")),
+            path("a") + ": found for both --perfetto and --record; expected two files\n");
 }
 
 }  // namespace
