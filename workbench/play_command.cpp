@@ -176,7 +176,8 @@ ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario)
   }
   const std::unique_ptr<IScheduler> scheduler =
       make_scheduler(realtime_, progress ? &*progress : nullptr);
-  const InterruptOnSignal interrupt(*scheduler);
+  InterruptOnSignal interrupt;
+  interrupt.pass_to(scheduler.get());
   const PlayResult result = play(scenario, *scheduler, sinks, hooks);
   if (std::ostream* const file = outputs.recording()) {
     *file << recording.text(outputs_.recording);

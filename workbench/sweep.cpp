@@ -179,8 +179,7 @@ class Watch final : public IEventSink {
 
 class Sweep {
  public:
-  Sweep(const Scenario& scenario, const std::function<void(const SweepRun&)>& show)
-      : scenario_(scenario), show_(show) {}
+  Sweep(const Scenario& scenario, const SweepHooks& hooks) : scenario_(scenario), hooks_(hooks) {}
 
   void stop(Moment::Kind kind, std::size_t index, const std::string& name,
             const std::string& place) {
@@ -209,6 +208,9 @@ class Sweep {
  private:
   void play(SweepRun run, const std::function<void(Run&)>& prepare,
             IEventSink* listener = nullptr) {
+    if (hooks_.is_over && hooks_.is_over()) {
+      return;
+    }
     Watch watch(scenario_);
     EventFanOut sinks;
     sinks.add(watch);
@@ -216,31 +218,41 @@ class Sweep {
       sinks.add(*listener);
     }
     SimulatedTime time;
+    tell(&time);
     const PlayResult result = workbench::play(scenario_, time, sinks, {prepare, {}});
+    tell(nullptr);
+    if (time.interrupted()) {
+      return;
+    }
     watch.report(run);
     if (!result.error.empty()) {
       run.broken.push_back(result.error);
     }
-    show_(run);
+    hooks_.show(run);
+  }
+
+  void tell(IScheduler* time) const {
+    if (hooks_.running) {
+      hooks_.running(time);
+    }
   }
 
   const Scenario& scenario_;
-  const std::function<void(const SweepRun&)>& show_;
+  const SweepHooks& hooks_;
 };
 
 }  // namespace
 
-void sweep(const Scenario& scenario, const std::function<void(const SweepRun&)>& show,
-           const std::function<bool()>& interrupted) {
-  Sweep sweep(scenario, show);
+void sweep(const Scenario& scenario, const SweepHooks& hooks) {
+  Sweep sweep(scenario, hooks);
   const Outline outline = sweep.leave_alone();
-  for (std::size_t index = 0; index < outline.operations.size() && !interrupted(); ++index) {
+  for (std::size_t index = 0; index < outline.operations.size(); ++index) {
     const std::string& place = outline.operations[index];
     sweep.stop(Moment::Kind::BeforeOperation, index, "before operation", place);
     sweep.stop(Moment::Kind::AfterOperation, index, "after operation", place);
     sweep.fail(index, place);
   }
-  for (std::size_t index = 0; index < outline.waits.size() && !interrupted(); ++index) {
+  for (std::size_t index = 0; index < outline.waits.size(); ++index) {
     sweep.stop(Moment::Kind::InWait, index, "in wait", outline.waits[index]);
   }
 }

@@ -4,19 +4,15 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <iostream>
 
+#include "workbench/interrupt.hpp"
 #include "workbench/scenario_reader.hpp"
 #include "workbench/sweep.hpp"
 #include "workbench/terminal.hpp"
 
 namespace vantrel_can_bridge::workbench {
 namespace {
-
-volatile std::sig_atomic_t is_interrupted = 0;  // NOLINT: set by the signal handler
-
-extern "C" void end_sweep(int /*signal*/) { is_interrupted = 1; }
 
 constexpr std::size_t kColumns = 100;
 constexpr std::size_t kLeftColumn = 66;  // where what is left begins
@@ -87,34 +83,35 @@ ExitCode SweepCommand::run() const {
     std::cerr << errors.lines();
     return ExitCode::Usage;
   }
+  InterruptOnSignal interrupt;
   const bool coloured = wants_colour(STDOUT_FILENO);
   if (!quiet_) {
     std::cout << styled(Style::Bold, row("disturbed by", "at", "ended after", "left"), coloured)
-              << '\n';
+              << std::endl;
   }
   std::size_t runs = 0;
   std::size_t broken = 0;
-  std::signal(SIGINT, end_sweep);
-  sweep(
-      *scenario,
-      [&](const SweepRun& run) {
-        ++runs;
-        broken += run.broken.empty() ? 0U : 1U;
-        if (!quiet_ || !run.broken.empty()) {
-          std::cout << row(run.disturbance, run.place, ended_text(run), list(run.left)) << '\n';
-        }
-        for (const std::string& rule : run.broken) {
-          std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';
-        }
-      },
-      [] { return is_interrupted != 0; });
-  std::signal(SIGINT, SIG_DFL);
-  const bool is_good = broken == 0 && is_interrupted == 0;
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun& run) {
+    ++runs;
+    broken += run.broken.empty() ? 0U : 1U;
+    if (!quiet_ || !run.broken.empty()) {
+      std::cout << row(run.disturbance, run.place, ended_text(run), list(run.left)) << '\n';
+    }
+    for (const std::string& rule : run.broken) {
+      std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';
+    }
+    std::cout.flush();  // a sweep takes its time, and somebody reads along
+  };
+  hooks.is_over = [&] { return interrupt.has_come(); };
+  hooks.running = [&](IScheduler* time) { interrupt.pass_to(time); };
+  sweep(*scenario, hooks);
+  const bool is_good = broken == 0 && !interrupt.has_come();
   std::cout << styled(is_good ? Style::Good : Style::Alarm,
-                      (is_good ? "✔ " : "✘ ") + verdict(runs, broken, is_interrupted != 0),
+                      (is_good ? "✔ " : "✘ ") + verdict(runs, broken, interrupt.has_come()),
                       coloured)
             << '\n';
-  if (is_interrupted != 0) {
+  if (interrupt.has_come()) {
     return ExitCode::Interrupted;
   }
   return is_good ? ExitCode::Held : ExitCode::Failed;

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -25,6 +23,10 @@ namespace fs = std::filesystem;
 
 ProgramRun run(const std::vector<std::string>& arguments) {
   return vantrel_can_bridge::test::run_program(BOTTOM_WORKBENCH, arguments);
+}
+
+ProgramRun interrupt(const std::vector<std::string>& arguments, const std::string& until) {
+  return vantrel_can_bridge::test::interrupt_program(BOTTOM_WORKBENCH, arguments, until);
 }
 
 std::string content(const fs::path& path) {
@@ -198,6 +200,41 @@ TEST_F(Program, NoticesWhenARecordingNoLongerHolds) {
   EXPECT_EQ(run({"play", "-q", path("recorded.yaml")}).exit_code, 1);
 }
 
+TEST_F(Program, SimulatesTheBoardsOfTheRobotFile) {
+  const std::string reference = content(SOURCE_DIR "/robots/reference.yaml");
+  const std::string robot =
+      write("robot.yaml", reference.substr(0, reference.find("simulation:")) +
+                              "simulation:\n"
+                              "  claw_travel_ms: 700\n"
+                              "  latency_ms: {default: 3, set_duty: 7, claw_extend: 11, "
+                              "claw_query_state: 20}\n"
+                              "  seed: 9\n");
+  EXPECT_THAT(run({"check", robot}).out, HasSubstr("3 attempts of up to 10.131 s"))
+      << "11 ms, a time-out of 10 s, a poll interval of 100 ms and a query of 20 ms";
+  EXPECT_THAT(run({"send", "cmd=13", "--robot", robot}).out, HasSubstr("  0.007 ◀ success\n"));
+  EXPECT_THAT(run({"send", "cmd=9", "--robot", robot}).out, HasSubstr("  0.003 ◀ success\n"));
+
+  const std::string scenario =
+      write("scenario.yaml",
+            "title: x\nrobot: robot.yaml\nsteps:\n"
+            "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n"
+            "    during: [{after: 361 ms, emergency: raise}]\n"
+            "    expect: {reply: failure, boards: {motor1 position: 50.0 %}}\n");
+  EXPECT_EQ(run({"play", scenario}).exit_code, 0) << "half of 700 ms after the 11 ms of its start";
+  EXPECT_THAT(run({"sweep", scenario}).out,
+              HasSubstr("stop before operation 2    motor1 claw_query_state        620 ms  "))
+      << "20 ms, a poll interval of 100 ms and a pause of 500 ms";
+
+  const std::string chance =
+      "  - fault: {device: pump, probability: 0.5, refuse: lost}\n"
+      "  - request: {cmd: 13}\n  - request: {cmd: 13}\n  - request: {cmd: 13}\n"
+      "  - request: {cmd: 13}\n  - request: {cmd: 13}\n  - request: {cmd: 13}\n";
+  const std::string lots = write("lots.yaml", "title: x\nrobot: robot.yaml\nsteps:\n" + chance);
+  const std::string own = run({"play", lots}).out;
+  EXPECT_EQ(run({"play", lots, "--seed", "9"}).out, own);
+  EXPECT_NE(run({"play", lots, "--seed", "1"}).out, own);
+}
+
 TEST_F(Program, TakesTheSeedFromTheCommandLine) {
   const std::string file =
       write_scenario("chance.yaml",
@@ -221,40 +258,41 @@ TEST_F(Program, PlaysInRealTime) {
   EXPECT_THAT(played.out, HasSubstr("2 expectations held\n"));
 }
 
-TEST_F(Program, EndsCleanlyWhenItIsInterrupted) {
-  const std::string file = write_scenario(
-      "long.yaml", "  - note: begun\n  - request: {cmd: 13}\n  - wait: 10 h\n  - note: never\n");
-  int output[2];
-  ASSERT_EQ(pipe(output), 0);
+/// A wait that takes minutes even where time is simulated.
+constexpr const char* kEndless =
+    "  - request: {cmd: 13}\n"
+    "  - note: now it waits\n"
+    "  - wait_until: {pump 3: 10 %}\n"
+    "    at_most: 1000 h\n"
+    "    expect: {boards: {pump 3: 10 %}}\n";
+
+class InterruptedPlay : public Program, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(Times, InterruptedPlay, testing::Values(false, true),
+                         [](const auto& time) { return time.param ? "Real" : "Simulated"; });
+
+TEST_P(InterruptedPlay, EndsCleanlyWithARecordingOfWhatWas) {
   const std::string recorded = path("recorded.yaml");
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(output[1], STDOUT_FILENO);
-    execl(BOTTOM_WORKBENCH, BOTTOM_WORKBENCH, "play", "--realtime", file.c_str(), "--record",
-          recorded.c_str(), nullptr);
-    _exit(127);
+  const std::string file = write_scenario("long.yaml", kEndless, "time_limit: 1000 h\n");
+  std::vector<std::string> arguments = {"play", file, "--record", recorded};
+  if (GetParam()) {
+    arguments.emplace_back("--realtime");
   }
-  close(output[1]);
-  std::string out;
-  char buffer[4096];
-  const auto read_some = [&] {
-    const ssize_t count = read(output[0], buffer, sizeof buffer);
-    out.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-    return count > 0;
-  };
-  while (out.find("◀ success") == std::string::npos && read_some()) {
-  }
-  kill(child, SIGINT);
-  while (read_some()) {
-  }
-  close(output[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_THAT(out, HasSubstr("interrupted"));
-  EXPECT_THAT(content(recorded), HasSubstr("operations:\n        - [selfclean_board, pump, "
-                                           "set_duty, \"03 00 00\"]\n"));
+  const ProgramRun played = interrupt(arguments, "now it waits");
+  EXPECT_EQ(played.exit_code, 130);
+  EXPECT_THAT(played.out, testing::EndsWith("✘ " + file + ": 0 expectations held, interrupted\n"));
+  EXPECT_THAT(content(recorded), HasSubstr("steps:\n"
+                                           "  - request: {cmd: 13}\n"
+                                           "    expect:\n"
+                                           "      reply: {success: true, message: \"\"}\n"));
+  EXPECT_THAT(content(recorded), testing::Not(HasSubstr("wait_until")));
+}
+
+TEST_F(Program, EndsASweepCleanlyWhenItIsInterrupted) {
+  const std::string file =
+      write_scenario("long.yaml", std::string("  - note: x\n") + kEndless, "time_limit: 1000 h\n");
+  const ProgramRun swept = interrupt({"sweep", file}, "left");
+  EXPECT_EQ(swept.exit_code, 130);
+  EXPECT_THAT(swept.out, testing::EndsWith("✘ 0 runs, no rule broken, interrupted\n"));
 }
 
 TEST_F(Program, SendsOneRequest) {

@@ -58,6 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"FieldOutOfRange", "  - request: {cmd: 2147483648}\n", "4:20: "},
         Row{"NegativeColour", "  - request: {cmd: 9, rgb: -1}\n", "4:28: "},
         Row{"NoDuration", "  - wait: 5\n", "a length of time such as 500 ms, 1.5 s or 2 min"},
+        Row{"LongerThanEveryRun", "  - wait: 3600001 s\n",
+            "4:11: wait: found 3600001 s; expected at most 1000 h"},
         Row{"UnknownEdge", "  - emergency: rise\n", "raise or clear"},
         Row{"UnknownBackground", "  - wait_for: lift\n",
             "the name of background work that a step before this one starts"},

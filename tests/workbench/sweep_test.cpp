@@ -17,8 +17,9 @@ using testing::IsEmpty;
 
 std::vector<SweepRun> sweep_all(const Scenario& scenario) {
   std::vector<SweepRun> runs;
-  sweep(
-      scenario, [&](const SweepRun& run) { runs.push_back(run); }, [] { return false; });
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun& run) { runs.push_back(run); };
+  sweep(scenario, hooks);
   return runs;
 }
 
@@ -87,12 +88,28 @@ TEST(Sweep, ReportsARequestThatIsNotAnswered) {
                           "time limit of 500 ms reached"));
 }
 
-TEST(Sweep, EndsWhenItIsInterrupted) {
+TEST(Sweep, EndsBeforeTheNextRunOnceItIsOver) {
   int runs = 0;
-  sweep(
-      scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"),
-      [&](const SweepRun&) { ++runs; }, [&] { return runs > 1; });
-  EXPECT_EQ(runs, 4) << "undisturbed, and all of the first operation";
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun&) { ++runs; };
+  hooks.is_over = [&] { return runs == 2; };
+  sweep(scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"), hooks);
+  EXPECT_EQ(runs, 2);
+}
+
+TEST(Sweep, DoesNotShowARunThatIsInterrupted) {
+  int begun = 0;
+  int shown = 0;
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun&) { ++shown; };
+  hooks.running = [&](IScheduler* time) {
+    if (time != nullptr && ++begun == 2) {
+      time->interrupt();
+    }
+  };
+  hooks.is_over = [&] { return begun == 2; };
+  sweep(scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"), hooks);
+  EXPECT_EQ(shown, 1);
 }
 
 }  // namespace

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -86,40 +84,11 @@ TEST_F(Traces, AreCompleteWhenAnExpectationFails) {
 }
 
 TEST_F(Traces, AreCompleteWhenTheRunIsInterrupted) {
-  std::vector<std::string> words = all_traces(scenario(kPump + "  - wait: 10 h\n"));
-  words[1] = "--realtime";  // and not quiet: how far it is, its output tells
-  words.insert(words.begin(), BOTTOM_WORKBENCH);
-  std::vector<char*> arguments;
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
-  int output[2];
-  ASSERT_EQ(pipe(output), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(output[1], STDOUT_FILENO);
-    execv(BOTTOM_WORKBENCH, arguments.data());
-    _exit(127);
-  }
-  close(output[1]);
-  std::string out;
-  char buffer[4096];
-  const auto read_some = [&] {
-    const ssize_t count = read(output[0], buffer, sizeof buffer);
-    out.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-    return count > 0;
-  };
-  while (out.find("◀ success") == std::string::npos && read_some()) {
-  }
-  kill(child, SIGINT);
-  while (read_some()) {
-  }
-  close(output[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
+  std::vector<std::string> arguments = all_traces(scenario(kPump + "  - wait: 10 h\n"));
+  arguments[1] = "--realtime";  // and not quiet: how far it is, its output tells
+  const ProgramRun played =
+      vantrel_can_bridge::test::interrupt_program(BOTTOM_WORKBENCH, arguments, "◀ success");
+  EXPECT_EQ(played.exit_code, 130);
   expect_complete_files();
   EXPECT_THAT(content(path("t.html")), HasSubstr("interrupted"));
 }
