@@ -75,6 +75,13 @@ TEST_F(Traces, AreThePictureAloneForSvg) {
   EXPECT_THAT(content(path("t.svg")), StartsWith("<svg "));
 }
 
+TEST_F(Traces, AreWhatTheDocumentsShow) {
+  const std::string round = SOURCE_DIR "/scenarios/cleaning-round.yaml";
+  EXPECT_EQ(run({"play", "-q", round, "--timeline", path("t.svg")}).exit_code, 0);
+  EXPECT_EQ(content(path("t.svg")), content(SOURCE_DIR "/docs/images/timeline.svg"))
+      << "draw it again, as docs/traces.md says";
+}
+
 TEST_F(Traces, AreCompleteWhenAnExpectationFails) {
   const ProgramRun played =
       run(all_traces(scenario("  - request: {cmd: 13}\n    expect: {reply: failure}\n")));
