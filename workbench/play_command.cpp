@@ -34,9 +34,7 @@ std::unique_ptr<IScheduler> make_scheduler(bool realtime, ProgressLine* progress
 }
 
 void show_waits(ProgressLine& progress, PlayHooks& hooks) {
-  hooks.wait_begun = [&progress](std::chrono::nanoseconds now, std::chrono::nanoseconds total) {
-    progress.begin(now, total);
-  };
+  hooks.wait_begun = [&progress](auto now, auto total) { progress.begin(now, total); };
   hooks.wait_ended = [&progress] { progress.end(); };
 }
 

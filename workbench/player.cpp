@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "workbench/duration_text.hpp"
@@ -52,7 +53,8 @@ class StepRecorder final : public IEventSink {
 /// Tells of a step's wait.
 class ScopedWait {
  public:
-  ScopedWait(const PlayHooks& hooks, const IScheduler& scheduler, nanoseconds total)
+  ScopedWait(const PlayHooks& hooks, const IScheduler& scheduler,
+             std::optional<nanoseconds> total = std::nullopt)
       : hooks_(hooks) {
     if (hooks_.wait_begun) {
       hooks_.wait_begun(scheduler.now(), total);
@@ -202,6 +204,7 @@ std::string Player::why_over() const {
 }
 
 void Player::end_background_work() {
+  const ScopedWait wait(hooks_, scheduler_);
   for (const auto& [name, background] : background_) {
     scheduler_.join(background->thread);
   }
@@ -218,6 +221,7 @@ Player::Outcome Player::perform(const SendRequest& step) {
   }
   std::vector<PlannedAction> planned = plan(step.during);
   if (step.background.empty()) {
+    const ScopedWait wait(hooks_, scheduler_);
     return run_.request({}, step.request, std::move(planned));
   }
   Background& background = start(step.background);
@@ -292,6 +296,7 @@ Player::Outcome Player::perform(const ChangeEmergency& step) {
   if (step.edge == EmergencyEdge::Raise) {
     run_.raise_emergency();
   } else if (step.background.empty()) {
+    const ScopedWait wait(hooks_, scheduler_);
     run_.clear_emergency();
   } else {
     start(step.background).thread =

@@ -112,6 +112,15 @@ TEST_F(Program, ShowsFailedExpectationsSideBySide) {
           file + ": 2 of 2 expectations failed\n");
 }
 
+TEST_F(Program, ShowsWhyARequestFailedThatShouldHaveSucceeded) {
+  const std::string file =
+      write_scenario("wrong.yaml", "  - request: {cmd: 5}\n    expect: {reply: success}\n");
+  EXPECT_THAT(run({"play", file, "--quiet"}).out,
+              HasSubstr("            expected   actual\n"
+                        "            success  ≠ failure: cmd 5 unsupported after bottom "
+                        "migration\n"));
+}
+
 TEST_F(Program, SumsSeveralScenariosUp) {
   const std::string good = write_scenario("good.yaml", kPumpOn);
   const std::string wrong = write_scenario("wrong.yaml", kPumpWrong);
