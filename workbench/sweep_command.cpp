@@ -73,7 +73,7 @@ SweepCommand::SweepCommand(CLI::App& app)
       "not answered, a pump running with its valves shut. The first run is undisturbed. Exits\n"
       "with 0 when nothing was broken, with 1 when something was, with 2 when the file is\n"
       "wrong, with 130 when interrupted.\n"
-      "Example: bottom-workbench sweep scenarios/cleaning-round.yaml");
+      "Example: bottom-workbench sweep scenarios/pumps-and-valves.yaml");
 }
 
 ExitCode SweepCommand::run() const {
