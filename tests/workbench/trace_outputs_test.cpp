@@ -70,6 +70,21 @@ TEST_F(Traces, AreWrittenAllAtOnce) {
   expect_complete_files();
 }
 
+TEST_F(Traces, AreTheSameBytesInEveryRun) {
+  for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/scenarios")) {
+    std::vector<std::string> before;
+    for (int round = 0; round < 2; ++round) {
+      ASSERT_EQ(run(all_traces(entry.path())).exit_code, 0) << entry.path();
+      const std::vector<std::string> written = {content(path("t.jsonl")), content(path("p.json")),
+                                                content(path("t.html"))};
+      if (round > 0) {
+        EXPECT_EQ(written, before) << entry.path();
+      }
+      before = written;
+    }
+  }
+}
+
 TEST_F(Traces, AreThePictureAloneForSvg) {
   EXPECT_EQ(run({"play", scenario(kPump), "--timeline", path("t.svg")}).exit_code, 0);
   EXPECT_THAT(content(path("t.svg")), StartsWith("<svg "));
