@@ -1,5 +1,6 @@
-// Reads any bytes as a scenario file beside those of this project, and plays what is one. The
-// scenarios themselves are the corpus to begin with: `scenario_fuzz CORPUS scenarios`.
+// Reads any bytes as a scenario file beside those of this project, plays what is one, and reads
+// the recording of that. The scenarios themselves are the corpus to begin with: `scenario_fuzz
+// CORPUS scenarios`.
 
 #include <cstddef>
 #include <cstdint>
@@ -8,11 +9,14 @@
 
 #include "workbench/player.hpp"
 #include "workbench/scenario_reader.hpp"
+#include "workbench/scenario_recording.hpp"
 #include "workbench/simulated_time.hpp"
 
 namespace {
 
 namespace workbench = vantrel_can_bridge::workbench;
+
+constexpr const char* kFile = SOURCE_DIR "/scenarios/fuzz.yaml";
 
 void require(bool condition) {
   if (!condition) {
@@ -30,15 +34,20 @@ class NoSink final : public workbench::IEventSink {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   workbench::InputErrors errors;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  auto scenario = workbench::read_scenario_text(text, SOURCE_DIR "/scenarios/fuzz.yaml", errors);
+  auto scenario = workbench::read_scenario_text(text, kFile, errors);
   require(scenario.has_value() == errors.empty());
   (void)errors.lines();
   if (scenario) {
     scenario->time_limit = std::chrono::seconds(10);  // a sleep of hours has nothing to add
     workbench::SimulatedTime time;
     NoSink sink;
-    (void)workbench::play(*scenario, time, sink);
+    workbench::ScenarioRecording recording(*scenario);
+    workbench::PlayHooks hooks;
+    hooks.after_step = [&](const workbench::StepRecord& record) { recording.add(record); };
+    (void)workbench::play(*scenario, time, sink, hooks);
     require(time.error().empty());
+    // What was recorded is a scenario again.
+    require(workbench::read_scenario_text(recording.text(kFile), kFile, errors).has_value());
   }
   return 0;
 }

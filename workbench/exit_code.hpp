@@ -6,7 +6,7 @@ namespace vantrel_can_bridge::workbench {
 enum class ExitCode : int {
   Held = 0,           ///< all went as it should
   Failed = 1,         ///< an expectation, a check or a request failed
-  Usage = 2,          ///< arguments or input files are wrong
+  Usage = 2,          ///< an argument or an input file is wrong, or output cannot be written
   Interrupted = 130,  ///< by Ctrl-C
 };
 

@@ -20,6 +20,16 @@ Effect with_message(const YamlNode& node, InputErrors& errors) {
   return message ? Effect(T{*message}) : std::nullopt;
 }
 
+/// What is thrown stands in the record by its message, which therefore is never empty.
+Effect read_throw(const YamlNode& node, InputErrors& errors) {
+  Effect effect = with_message<Throw>(node, errors);
+  if (effect && std::get<Throw>(*effect).message.empty()) {
+    report_wrong_value(node, "a text that is not empty", "", errors);
+    return std::nullopt;
+  }
+  return effect;
+}
+
 /// An effect that has nothing to say: its value is "true".
 template <typename T>
 Effect without_value(const YamlNode& node, InputErrors& errors) {
@@ -54,7 +64,7 @@ constexpr EffectReader kEffects[] = {
     {"answer", read_answer},
     {"claw_sticks_at", read_stick},
     {"claw_fails", without_value<FailMove>},
-    {"throw", with_message<Throw>},
+    {"throw", read_throw},
 };
 
 /// The one effect of the rule.

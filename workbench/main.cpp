@@ -42,7 +42,7 @@ CLI::App* add_check(CLI::App& app, CheckArguments& arguments) {
 int flush_output(int exit_code) {
   if (!std::cout.flush()) {
     std::cerr << "bottom-workbench: standard output: cannot be written\n";
-    return static_cast<int>(ExitCode::Failed);
+    return static_cast<int>(ExitCode::Usage);
   }
   return exit_code;
 }
@@ -54,7 +54,7 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "bottom-workbench " BOTTOM_WORKBENCH_VERSION,
                        "Print the version and exit");
   app.require_subcommand(0, 1);  // none is answered below: CLI11 would not name a wrong one
-  app.footer("Example: bottom-workbench play scenarios/cleaning-round.yaml --realtime");
+  app.footer("Example: bottom-workbench play scenarios/cleaning-round.yaml");
 
   const workbench::PlayCommand play(app);
   const workbench::SendCommand send(app);

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
 #include <iostream>
 #include <memory>
 
@@ -35,9 +34,7 @@ std::unique_ptr<IScheduler> make_scheduler(bool realtime, ProgressLine* progress
 }
 
 void show_waits(ProgressLine& progress, PlayHooks& hooks) {
-  hooks.wait_begun = [&progress](std::chrono::nanoseconds now, std::chrono::nanoseconds total) {
-    progress.begin(now, total);
-  };
+  hooks.wait_begun = [&progress](auto now, auto total) { progress.begin(now, total); };
   hooks.wait_ended = [&progress] { progress.end(); };
 }
 
@@ -70,15 +67,6 @@ void print_verdict(bool is_good, const std::string& text) {
             << '\n';
 }
 
-bool write_file(const std::string& path, const std::string& text) {
-  std::ofstream file(path, std::ios::binary);
-  if (!(file << text).flush()) {
-    std::cerr << path << ": cannot be written\n";
-    return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 PlayCommand::PlayCommand(CLI::App& app)
@@ -94,13 +82,13 @@ PlayCommand::PlayCommand(CLI::App& app)
   command_->add_flag("--boards", boards_, "Show the state of every device at the end");
   command_->add_option("--seed", seed_,
                        "For what the scenarios leave to chance, instead of theirs");
-  command_->add_option("--record", record_,
+  command_->add_option("--record", outputs_.recording,
                        "Write the scenario again to this file, expecting what has happened");
-  command_->add_option("--trace", traces_.jsonl,
+  command_->add_option("--trace", outputs_.jsonl,
                        "Write everything that happens to this file, one JSON object a line");
-  command_->add_option("--perfetto", traces_.perfetto,
+  command_->add_option("--perfetto", outputs_.perfetto,
                        "Write it for ui.perfetto.dev: open this JSON file there");
-  command_->add_option("--timeline", traces_.timeline,
+  command_->add_option("--timeline", outputs_.timeline,
                        "Draw it: an HTML page, or the picture alone if the name ends in .svg");
   command_->footer(
       "Exits with 0 when every expectation held, with 1 when one failed, with 2 when a file\n"
@@ -114,12 +102,12 @@ ExitCode PlayCommand::run() const {
   if (!scenarios) {
     return ExitCode::Usage;
   }
-  if ((!record_.empty() || !traces_.empty()) && scenarios->size() != 1) {
+  if (!outputs_.empty() && scenarios->size() != 1) {
     std::cerr << "--record, --trace, --perfetto and --timeline: found " << scenarios->size()
               << " scenarios; expected one\n";
     return ExitCode::Usage;
   }
-  if (const std::string clash = find_clash(traces_, files_.front()); !clash.empty()) {
+  if (const std::string clash = find_clash(outputs_, files_.front()); !clash.empty()) {
     std::cerr << clash;
     return ExitCode::Usage;
   }
@@ -147,11 +135,20 @@ ExitCode PlayCommand::run() const {
 }
 
 ExitCode PlayCommand::play_one(const Scenario& scenario) const {
-  TraceOutputs traces(traces_, scenario.title);
-  if (const std::string errors = traces.errors(); !errors.empty()) {
+  TraceOutputs outputs(outputs_, scenario.title);
+  if (const std::string errors = outputs.errors(); !errors.empty()) {
     std::cerr << errors;
     return ExitCode::Usage;
   }
+  const ExitCode exit_code = play_into(outputs, scenario);
+  if (const std::string errors = outputs.close(); !errors.empty()) {
+    std::cerr << errors;
+    return ExitCode::Usage;
+  }
+  return exit_code;
+}
+
+ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario) const {
   const bool coloured = wants_colour(STDOUT_FILENO);
   if (!quiet_) {
     std::cout << styled(Style::Bold, scenario.title, coloured) << '\n';
@@ -163,7 +160,7 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   ConsoleView console(progress ? progress->out() : std::cout, {{coloured, verbose_}, quiet_});
   EventFanOut sinks;
   sinks.add(console);
-  traces.add_to(sinks);
+  outputs.add_to(sinks);
   ScenarioRecording recording(scenario);
   PlayHooks hooks;
   hooks.after_step = [&](const StepRecord& record) { recording.add(record); };
@@ -177,21 +174,19 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   }
   const std::unique_ptr<IScheduler> scheduler =
       make_scheduler(realtime_, progress ? &*progress : nullptr);
-  const InterruptOnSignal interrupt(*scheduler);
+  InterruptOnSignal interrupt;
+  interrupt.pass_to(scheduler.get());
   const PlayResult result = play(scenario, *scheduler, sinks, hooks);
-  const bool is_written = record_.empty() || write_file(record_, recording.text(record_));
-  const bool is_good = result.is_good() && is_written;
-  if (!quiet_ || !is_good) {
-    print_verdict(is_good, fmt::format("{}: {}", scenario.file, verdict(result)));
+  if (std::ostream* const file = outputs.recording()) {
+    *file << recording.text(outputs_.recording);
   }
-  if (const std::string errors = traces.close(); !errors.empty()) {
-    std::cerr << errors;
-    return ExitCode::Usage;
+  if (!quiet_ || !result.is_good()) {
+    print_verdict(result.is_good(), fmt::format("{}: {}", scenario.file, verdict(result)));
   }
   if (scheduler->interrupted()) {
     return ExitCode::Interrupted;
   }
-  return is_good ? ExitCode::Held : ExitCode::Failed;
+  return result.is_good() ? ExitCode::Held : ExitCode::Failed;
 }
 
 }  // namespace vantrel_can_bridge::workbench

@@ -23,6 +23,7 @@ class PlayCommand {
 
  private:
   [[nodiscard]] ExitCode play_one(const Scenario& scenario) const;
+  [[nodiscard]] ExitCode play_into(TraceOutputs& outputs, const Scenario& scenario) const;
 
   CLI::App* const command_;
   std::vector<std::string> files_;
@@ -31,8 +32,7 @@ class PlayCommand {
   bool realtime_ = false;
   bool boards_ = false;
   std::optional<std::uint64_t> seed_;
-  std::string record_;
-  TracePaths traces_;
+  OutputPaths outputs_;
 };
 
 }  // namespace vantrel_can_bridge::workbench

@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "workbench/duration_text.hpp"
@@ -52,7 +53,8 @@ class StepRecorder final : public IEventSink {
 /// Tells of a step's wait.
 class ScopedWait {
  public:
-  ScopedWait(const PlayHooks& hooks, const IScheduler& scheduler, nanoseconds total)
+  ScopedWait(const PlayHooks& hooks, const IScheduler& scheduler,
+             std::optional<nanoseconds> total = std::nullopt)
       : hooks_(hooks) {
     if (hooks_.wait_begun) {
       hooks_.wait_begun(scheduler.now(), total);
@@ -93,7 +95,9 @@ class Player {
 
   void play_step(const Step& step);
   void check(const Step& step, const StepRecord& record);
-  void expect_in_time(bool in_time, nanoseconds at_most, const std::string& what);
+  /// Of a wait that began at `begun`.
+  void expect_in_time(bool in_time, nanoseconds begun, nanoseconds at_most,
+                      const std::string& what);
   [[nodiscard]] bool is_over() const;
   [[nodiscard]] std::string why_over() const;
   void end_background_work();
@@ -154,6 +158,9 @@ void Player::play_step(const Step& step) {
   run_.record(StepBegun{scenario_.file, step.line, step_text(step.action)});
   Outcome outcome = std::visit([this](const auto& action) { return perform(action); }, step.action);
   run_.record_changes();
+  if (scheduler_.interrupted()) {
+    return;  // what it was cut short of says nothing about the robot
+  }
   StepRecord record = recorder_.take();
   record.outcome = std::move(outcome);
   check(step, record);
@@ -170,7 +177,11 @@ void Player::check(const Step& step, const StepRecord& record) {
   }
 }
 
-void Player::expect_in_time(bool in_time, nanoseconds at_most, const std::string& what) {
+void Player::expect_in_time(bool in_time, nanoseconds begun, nanoseconds at_most,
+                            const std::string& what) {
+  if (!in_time && is_over() && scheduler_.now() < begun + at_most) {
+    return;  // the end of the run has cut it short
+  }
   ++(in_time ? result_.held : result_.failed);
   ExpectationChecked checked{in_time, scenario_.file, line_, "wait", {}, {}};
   if (!in_time) {
@@ -193,6 +204,7 @@ std::string Player::why_over() const {
 }
 
 void Player::end_background_work() {
+  const ScopedWait wait(hooks_, scheduler_);
   for (const auto& [name, background] : background_) {
     scheduler_.join(background->thread);
   }
@@ -209,6 +221,7 @@ Player::Outcome Player::perform(const SendRequest& step) {
   }
   std::vector<PlannedAction> planned = plan(step.during);
   if (step.background.empty()) {
+    const ScopedWait wait(hooks_, scheduler_);
     return run_.request({}, step.request, std::move(planned));
   }
   Background& background = start(step.background);
@@ -250,14 +263,16 @@ Player::Outcome Player::perform(const WaitForTime& step) {
 Player::Outcome Player::perform(const WaitForRequest& step) {
   const ScopedWait wait(hooks_, scheduler_, step.at_most);
   const Background& background = *background_.at(step.background);
-  const bool ended = scheduler_.join_until(background.thread, scheduler_.now() + step.at_most);
-  expect_in_time(ended, step.at_most, step.background + " has not ended");
+  const nanoseconds begun = scheduler_.now();
+  const bool ended = scheduler_.join_until(background.thread, begun + step.at_most);
+  expect_in_time(ended, begun, step.at_most, step.background + " has not ended");
   return ended ? background.outcome : Outcome();
 }
 
 Player::Outcome Player::perform(const WaitForValues& step) {
   const ScopedWait wait(hooks_, scheduler_, step.at_most);
-  const nanoseconds deadline = scheduler_.now() + step.at_most;
+  const nanoseconds begun = scheduler_.now();
+  const nanoseconds deadline = begun + step.at_most;
   std::string found;
   const auto all_hold = [&] {
     for (const ValueCondition& condition : step.conditions) {
@@ -273,7 +288,7 @@ Player::Outcome Player::perform(const WaitForValues& step) {
     scheduler_.sleep_until(scheduler_.now() + kLook);
     in_time = all_hold();
   }
-  expect_in_time(in_time, step.at_most, found);
+  expect_in_time(in_time, begun, step.at_most, found);
   return {};
 }
 
@@ -281,6 +296,7 @@ Player::Outcome Player::perform(const ChangeEmergency& step) {
   if (step.edge == EmergencyEdge::Raise) {
     run_.raise_emergency();
   } else if (step.background.empty()) {
+    const ScopedWait wait(hooks_, scheduler_);
     run_.clear_emergency();
   } else {
     start(step.background).thread =

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "workbench/event.hpp"
@@ -28,16 +29,18 @@ struct PlayResult {
 
 /// What `play` calls beside the sink; each may be empty.
 struct PlayHooks {
-  std::function<void(Run&)> prepare{};  ///< before the first step
-  std::function<void(const StepRecord&)> after_step{};
-  std::function<void(Run&)> finish{};  ///< once all work and the record have ended
-  /// A step begins to wait, for at most `total`, and has ended to.
-  std::function<void(std::chrono::nanoseconds now, std::chrono::nanoseconds total)> wait_begun{};
+  std::function<void(Run&)> prepare{};                  ///< before the first step
+  std::function<void(const StepRecord&)> after_step{};  ///< but not where it was interrupted
+  std::function<void(Run&)> finish{};                   ///< once all work and the record have ended
+  /// A step begins to wait, for at most `total` if that is known, and has ended to.
+  std::function<void(std::chrono::nanoseconds now, std::optional<std::chrono::nanoseconds> total)>
+      wait_begun{};
   std::function<void()> wait_ended{};
 };
 
 /// Plays `scenario` on a robot fresh from power-on, on the thread that made `scheduler`,
 /// and writes the record to `sink`, its end included. A failed expectation does not end it.
+/// A step that is interrupted is not checked.
 [[nodiscard]] PlayResult play(const Scenario& scenario, IScheduler& scheduler, IEventSink& sink,
                               const PlayHooks& hooks = {});
 

@@ -21,7 +21,7 @@ std::string clock_text(std::chrono::seconds time) {
 
 ProgressLine::ProgressLine(std::ostream& terminal) : terminal_(terminal), out_(this) {}
 
-void ProgressLine::begin(nanoseconds now, nanoseconds total) {
+void ProgressLine::begin(nanoseconds now, std::optional<nanoseconds> total) {
   const std::lock_guard<std::mutex> lock(mutex_);
   begun_ = now;
   total_ = total;
@@ -31,18 +31,17 @@ void ProgressLine::end() {
   const std::lock_guard<std::mutex> lock(mutex_);
   erase();
   terminal_.flush();
-  total_ = nanoseconds(0);
+  begun_.reset();
 }
 
 void ProgressLine::tick(nanoseconds now) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const nanoseconds elapsed = now - begun_;
-  if (total_ <= kLong || elapsed < kLong || !at_line_begin_) {
+  if (!begun_ || now - *begun_ < kLong || (total_ && *total_ <= kLong) || !at_line_begin_) {
     return;
   }
-  const std::string text = fmt::format(
-      "  waiting {} of {}", clock_text(std::chrono::floor<std::chrono::seconds>(elapsed)),
-      clock_text(std::chrono::ceil<std::chrono::seconds>(total_)));
+  const std::string text =
+      "  waiting " + clock_text(std::chrono::floor<std::chrono::seconds>(now - *begun_)) +
+      (total_ ? " of " + clock_text(std::chrono::ceil<std::chrono::seconds>(*total_)) : "");
   if (text != drawn_) {
     erase();
     terminal_ << text << std::flush;

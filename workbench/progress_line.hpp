@@ -2,13 +2,15 @@
 
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string>
 
 namespace vantrel_can_bridge::workbench {
 
-/// A last line on a terminal that says how far a long wait is: "  waiting 0:12 of 2:00".
+/// A last line on a terminal that says how far a long wait is: "  waiting 0:12 of 2:00", or
+/// "  waiting 0:12" where nobody knows how long it will take.
 ///
 /// What else goes to the terminal during the wait is written to `out`: it then stands above
 /// the line, which is drawn again at the next `tick`. Any member may be called from any
@@ -23,8 +25,8 @@ class ProgressLine final : private std::streambuf {
 
   [[nodiscard]] std::ostream& out() { return out_; }
 
-  /// A wait begins, of at most `total`; it takes the place of the one before.
-  void begin(std::chrono::nanoseconds now, std::chrono::nanoseconds total);
+  /// A wait begins, of at most `total` if that is known; it takes the place of the one before.
+  void begin(std::chrono::nanoseconds now, std::optional<std::chrono::nanoseconds> total);
   /// Takes the line away.
   void end();
   /// Draws the line where it is due and differs: once a second, so that nothing flickers.
@@ -41,9 +43,9 @@ class ProgressLine final : private std::streambuf {
   std::ostream& terminal_;
   std::ostream out_;
 
-  std::mutex mutex_;  // leaf; guards all that follows and the terminal
-  std::chrono::nanoseconds begun_{0};
-  std::chrono::nanoseconds total_{0};
+  std::mutex mutex_;                               // leaf; guards all that follows and the terminal
+  std::optional<std::chrono::nanoseconds> begun_;  // while there is a wait
+  std::optional<std::chrono::nanoseconds> total_;
   std::string drawn_;          // empty where there is none
   bool at_line_begin_ = true;  // nothing is drawn into a line that is being written
 };

@@ -82,13 +82,14 @@ std::string_view command_name(std::int32_t cmd) {
   }
 }
 
-/// Colours in hexadecimal; values up to 100 are a brightness or an on and off.
-std::string value_text(std::string_view name, std::int64_t value) {
-  const bool colour = name.substr(name.size() - 3) == "rgb" && value > 100;
-  return colour ? fmt::format("0x{:06x}", value) : fmt::format("{}", value);
-}
-
 }  // namespace
+
+std::string field_text(std::string_view name, std::int64_t value) {
+  constexpr std::string_view kColour = "rgb";
+  const bool is_colour = value > 100 && name.size() >= kColour.size() &&
+                         name.substr(name.size() - kColour.size()) == kColour;
+  return is_colour ? fmt::format("{}=0x{:06x}", name, value) : fmt::format("{}={}", name, value);
+}
 
 std::string request_text(const Request& request) {
   std::string text = fmt::format("cmd {}  {} ", request.cmd, command_name(request.cmd));
@@ -96,7 +97,7 @@ std::string request_text(const Request& request) {
     const std::int64_t value = std::visit(
         [&](auto member) { return static_cast<std::int64_t>(request.*member); }, field.member);
     if (field.cmd == request.cmd && (value != 0 || field.zero == Zero::Shown)) {
-      text += fmt::format(" {}={}", field.name, value_text(field.name, value));
+      text += " " + field_text(field.name, value);
     }
   }
   return text.substr(0, text.find_last_not_of(' ') + 1);

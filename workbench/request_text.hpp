@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "vantrel_protocol/srv/bottom_interact_srv.hpp"
 
@@ -10,5 +12,9 @@ namespace vantrel_can_bridge::workbench {
 /// the command reads and that say something ("cmd 8  wheel control  wheel_cmd=1").
 [[nodiscard]] std::string request_text(
     const vantrel_protocol::srv::BottomInteractSrv_Request& request);
+
+/// A field of a request for people: "wheel_cmd=1"; colours in hexadecimal, but for values up
+/// to 100, which are a brightness or an on and off.
+[[nodiscard]] std::string field_text(std::string_view name, std::int64_t value);
 
 }  // namespace vantrel_can_bridge::workbench

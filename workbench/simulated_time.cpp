@@ -17,9 +17,11 @@ constexpr nanoseconds kClockAtStart = std::chrono::seconds(1'000);
 /// Of a thread that goes on only when another lets it.
 constexpr nanoseconds kNever = nanoseconds::max();
 
+/// When the clock would overflow: the latest time for which a thread can sleep.
+constexpr nanoseconds kEnd = nanoseconds::max() - kClockAtStart;
+
 nanoseconds later(nanoseconds time, nanoseconds duration) {
-  const nanoseconds end = nanoseconds::max() - kClockAtStart;
-  return duration > end - time ? end : time + duration;
+  return duration > kEnd - time ? kEnd : time + duration;
 }
 
 void take(sem_t& semaphore) {
@@ -49,7 +51,7 @@ SimulatedTime::~SimulatedTime() {
 
 void SimulatedTime::sleep_until(nanoseconds time) {
   if (time > now_ && !interrupted_) {
-    wait(State::CanGoOn, time);
+    wait(State::CanGoOn, std::min(time, kEnd));
   }
 }
 

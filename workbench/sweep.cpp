@@ -119,7 +119,8 @@ class Watch final : public IEventSink {
     values_[value_name(change)] = {change.value, change.text};
   }
 
-  void see(const OperationEnded&) {
+  void see(const OperationEnded& ended) {
+    thrown_[ended.begun.activity] = ended.thrown;
     for (const PumpGroup& group : groups_) {
       const bool is_shut =
           std::all_of(group.valves.begin(), group.valves.end(),
@@ -131,7 +132,8 @@ class Watch final : public IEventSink {
   }
 
   void end(ActivityId id, const std::string& thrown) {
-    if (!thrown.empty()) {
+    // What the gateway throws has to come through; anything else stands for a lost reply.
+    if (!thrown.empty() && thrown != thrown_[id]) {
       break_rule(open_[id] + " threw: " + thrown);
     }
     open_.erase(id);
@@ -165,8 +167,9 @@ class Watch final : public IEventSink {
 
   const std::vector<PumpGroup> groups_;
   nanoseconds time_{0};
-  std::map<ActivityId, std::string> open_;  // what has begun and not ended
-  std::set<ActivityId> interrupted_;        // those of it that were open when the stop came
+  std::map<ActivityId, std::string> open_;    // what has begun and not ended
+  std::set<ActivityId> interrupted_;          // those of it that were open when the stop came
+  std::map<ActivityId, std::string> thrown_;  // by the gateway, in the last operation of each
   bool is_stopped_ = false;
   nanoseconds stopped_at_{0};
   std::optional<nanoseconds> ended_after_;
@@ -176,8 +179,7 @@ class Watch final : public IEventSink {
 
 class Sweep {
  public:
-  Sweep(const Scenario& scenario, const std::function<void(const SweepRun&)>& show)
-      : scenario_(scenario), show_(show) {}
+  Sweep(const Scenario& scenario, const SweepHooks& hooks) : scenario_(scenario), hooks_(hooks) {}
 
   void stop(Moment::Kind kind, std::size_t index, const std::string& name,
             const std::string& place) {
@@ -197,42 +199,60 @@ class Sweep {
     });
   }
 
-  Outline outline() {
+  Outline leave_alone() {
     Outline outline;
-    SimulatedTime time;
-    (void)workbench::play(scenario_, time, outline);
+    play({"undisturbed", "-", {}, {}, {}}, {}, &outline);
     return outline;
   }
 
  private:
-  void play(SweepRun run, const std::function<void(Run&)>& prepare) {
+  void play(SweepRun run, const std::function<void(Run&)>& prepare,
+            IEventSink* listener = nullptr) {
+    if (hooks_.is_over && hooks_.is_over()) {
+      return;
+    }
     Watch watch(scenario_);
+    EventFanOut sinks;
+    sinks.add(watch);
+    if (listener != nullptr) {
+      sinks.add(*listener);
+    }
     SimulatedTime time;
-    const PlayResult result = workbench::play(scenario_, time, watch, {prepare, {}});
+    tell(&time);
+    const PlayResult result = workbench::play(scenario_, time, sinks, {prepare, {}});
+    tell(nullptr);
+    if (time.interrupted()) {
+      return;
+    }
     watch.report(run);
     if (!result.error.empty()) {
       run.broken.push_back(result.error);
     }
-    show_(run);
+    hooks_.show(run);
+  }
+
+  void tell(IScheduler* time) const {
+    if (hooks_.running) {
+      hooks_.running(time);
+    }
   }
 
   const Scenario& scenario_;
-  const std::function<void(const SweepRun&)>& show_;
+  const SweepHooks& hooks_;
 };
 
 }  // namespace
 
-void sweep(const Scenario& scenario, const std::function<void(const SweepRun&)>& show,
-           const std::function<bool()>& interrupted) {
-  Sweep sweep(scenario, show);
-  const Outline outline = sweep.outline();
-  for (std::size_t index = 0; index < outline.operations.size() && !interrupted(); ++index) {
+void sweep(const Scenario& scenario, const SweepHooks& hooks) {
+  Sweep sweep(scenario, hooks);
+  const Outline outline = sweep.leave_alone();
+  for (std::size_t index = 0; index < outline.operations.size(); ++index) {
     const std::string& place = outline.operations[index];
     sweep.stop(Moment::Kind::BeforeOperation, index, "before operation", place);
     sweep.stop(Moment::Kind::AfterOperation, index, "after operation", place);
     sweep.fail(index, place);
   }
-  for (std::size_t index = 0; index < outline.waits.size() && !interrupted(); ++index) {
+  for (std::size_t index = 0; index < outline.waits.size(); ++index) {
     sweep.stop(Moment::Kind::InWait, index, "in wait", outline.waits[index]);
   }
 }

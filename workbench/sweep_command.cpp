@@ -4,19 +4,15 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <iostream>
 
+#include "workbench/interrupt.hpp"
 #include "workbench/scenario_reader.hpp"
 #include "workbench/sweep.hpp"
 #include "workbench/terminal.hpp"
 
 namespace vantrel_can_bridge::workbench {
 namespace {
-
-volatile std::sig_atomic_t is_interrupted = 0;  // NOLINT: set by the signal handler
-
-extern "C" void end_sweep(int /*signal*/) { is_interrupted = 1; }
 
 constexpr std::size_t kColumns = 100;
 constexpr std::size_t kLeftColumn = 66;  // where what is left begins
@@ -56,6 +52,13 @@ std::string ended_text(const SweepRun& run) {
   return fmt::format("{:.0f} ms", ended);
 }
 
+std::string verdict(std::size_t runs, std::size_t broken, bool interrupted) {
+  const std::string text =
+      broken == 0 ? fmt::format("{} run{}, no rule broken", runs, runs == 1 ? "" : "s")
+                  : fmt::format("{} of {} run{} broke a rule", broken, runs, runs == 1 ? "" : "s");
+  return interrupted ? text + ", interrupted" : text;
+}
+
 }  // namespace
 
 SweepCommand::SweepCommand(CLI::App& app)
@@ -67,9 +70,10 @@ SweepCommand::SweepCommand(CLI::App& app)
       "Raises an emergency stop before and after every operation and inside every wait, and\n"
       "lets every operation fail once; shows how long the interrupted work went on after the\n"
       "stop, and what was left on. Broken is: a claw told to move during the stop, a request\n"
-      "not answered, a pump running with its valves shut. Exits with 0 when nothing was, with\n"
-      "1 when something was, with 2 when the file is wrong, with 130 when interrupted.\n"
-      "Example: bottom-workbench sweep scenarios/cleaning-round.yaml");
+      "not answered, a pump running with its valves shut. The first run is undisturbed. Exits\n"
+      "with 0 when nothing was broken, with 1 when something was, with 2 when the file is\n"
+      "wrong, with 130 when interrupted.\n"
+      "Example: bottom-workbench sweep scenarios/pumps-and-valves.yaml");
 }
 
 ExitCode SweepCommand::run() const {
@@ -79,35 +83,35 @@ ExitCode SweepCommand::run() const {
     std::cerr << errors.lines();
     return ExitCode::Usage;
   }
+  InterruptOnSignal interrupt;
   const bool coloured = wants_colour(STDOUT_FILENO);
   if (!quiet_) {
     std::cout << styled(Style::Bold, row("disturbed by", "at", "ended after", "left"), coloured)
-              << '\n';
+              << std::endl;
   }
   std::size_t runs = 0;
   std::size_t broken = 0;
-  std::signal(SIGINT, end_sweep);
-  sweep(
-      *scenario,
-      [&](const SweepRun& run) {
-        ++runs;
-        broken += run.broken.empty() ? 0U : 1U;
-        if (!quiet_ || !run.broken.empty()) {
-          std::cout << row(run.disturbance, run.place, ended_text(run), list(run.left)) << '\n';
-        }
-        for (const std::string& rule : run.broken) {
-          std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';
-        }
-      },
-      [] { return is_interrupted != 0; });
-  std::signal(SIGINT, SIG_DFL);
-  const bool is_good = broken == 0;
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun& run) {
+    ++runs;
+    broken += run.broken.empty() ? 0U : 1U;
+    if (!quiet_ || !run.broken.empty()) {
+      std::cout << row(run.disturbance, run.place, ended_text(run), list(run.left)) << '\n';
+    }
+    for (const std::string& rule : run.broken) {
+      std::cout << styled(Style::Alarm, "  ✘ " + rule, coloured) << '\n';
+    }
+    std::cout.flush();  // a sweep takes its time, and somebody reads along
+  };
+  hooks.is_over = [&] { return interrupt.has_come(); };
+  hooks.running = [&](IScheduler* time) { interrupt.pass_to(time); };
+  sweep(*scenario, hooks);
+  const bool is_good = broken == 0 && !interrupt.has_come();
   std::cout << styled(is_good ? Style::Good : Style::Alarm,
-                      is_good ? fmt::format("✔ {} runs, no rule broken", runs)
-                              : fmt::format("✘ {} of {} runs broke a rule", broken, runs),
+                      (is_good ? "✔ " : "✘ ") + verdict(runs, broken, interrupt.has_come()),
                       coloured)
             << '\n';
-  if (is_interrupted != 0) {
+  if (interrupt.has_come()) {
     return ExitCode::Interrupted;
   }
   return is_good ? ExitCode::Held : ExitCode::Failed;

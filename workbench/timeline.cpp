@@ -9,6 +9,7 @@
 
 #include "workbench/duration_text.hpp"
 #include "workbench/operation.hpp"
+#include "workbench/request_text.hpp"
 
 namespace vantrel_can_bridge::workbench {
 namespace {
@@ -60,7 +61,7 @@ std::string request_text(const RequestBegun& begun) {
   std::string text = begun.command.empty() ? fmt::format("cmd {}", begun.cmd)
                                            : fmt::format("cmd {} {}", begun.cmd, begun.command);
   for (const auto& [name, value] : begun.fields) {
-    text += fmt::format(" {}={}", name, value);
+    text += " " + field_text(name, value);
   }
   return text;
 }

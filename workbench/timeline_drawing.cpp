@@ -28,6 +28,7 @@ constexpr double kWaitHeight = 4;  // at the foot of its request
 constexpr double kLogHeight = 15;
 constexpr double kDeviceHeight = 21;
 constexpr double kSwitchHeight = 15;
+constexpr double kValueHeight = 10;  // of a device's value, as text
 constexpr double kClawHeight = 40;
 constexpr double kLaneGap = 4;
 constexpr double kCharacter = 6.2;  // as wide as most at 11 px
@@ -468,7 +469,8 @@ void StripPainter::add_steps(const DeviceLane& lane, double height) {
     const double seen = std::max(x, strip_.begin);
     const double room = std::min(x + width, strip_.end) - seen - 6;
     if (const std::string text = shortened(value->text, room); !text.empty()) {
-      moving_ += text_at(seen + 4, y_ + height - 4, "value", text);
+      const double above = high < kValueHeight ? high : 1;  // on a block that it has room in
+      moving_ += text_at(seen + 4, y_ + height - 3 - above, "value", text);
     }
   }
 }

@@ -27,12 +27,13 @@ bool ends_with(std::string_view text, std::string_view end) {
 
 }  // namespace
 
-std::string find_clash(const TracePaths& paths, const std::string& input) {
-  const std::array<std::pair<const char*, const std::string*>, 4> files = {{
+std::string find_clash(const OutputPaths& paths, const std::string& input) {
+  const std::array<std::pair<const char*, const std::string*>, 5> files = {{
       {"the scenario", &input},
       {"--trace", &paths.jsonl},
       {"--perfetto", &paths.perfetto},
       {"--timeline", &paths.timeline},
+      {"--record", &paths.recording},
   }};
   for (std::size_t i = 0; i < files.size(); ++i) {
     for (std::size_t j = i + 1; j < files.size(); ++j) {
@@ -50,10 +51,10 @@ struct TraceOutputs::Output {
   explicit Output(const std::string& path) : file(path) {}
 
   OutputFile file;
-  std::unique_ptr<IEventSink> sink;
+  std::unique_ptr<IEventSink> sink;  // null for the recording, which is written afterwards
 };
 
-TraceOutputs::TraceOutputs(const TracePaths& paths, const std::string& title) {
+TraceOutputs::TraceOutputs(const OutputPaths& paths, const std::string& title) {
   const auto open = [this](const std::string& path) -> Output& {
     return *outputs_.emplace_back(std::make_unique<Output>(path));
   };
@@ -71,14 +72,23 @@ TraceOutputs::TraceOutputs(const TracePaths& paths, const std::string& title) {
     output.sink = std::make_unique<TimelineHtml>(
         output.file.stream(), is_svg ? TimelineForm::Svg : TimelineForm::Page, title);
   }
+  if (!paths.recording.empty()) {
+    recording_ = &open(paths.recording);
+  }
 }
 
 TraceOutputs::~TraceOutputs() = default;
 
 void TraceOutputs::add_to(EventFanOut& sinks) {
   for (const auto& output : outputs_) {
-    sinks.add(*output->sink);
+    if (output->sink != nullptr) {
+      sinks.add(*output->sink);
+    }
   }
+}
+
+std::ostream* TraceOutputs::recording() {
+  return recording_ == nullptr ? nullptr : &recording_->file.stream();
 }
 
 std::string TraceOutputs::close() {

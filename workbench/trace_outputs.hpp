@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -10,28 +11,34 @@
 namespace vantrel_can_bridge::workbench {
 
 /// The files that a run is to be written to; empty for none.
-struct TracePaths {
+struct OutputPaths {
   std::string jsonl;
   std::string perfetto;
-  std::string timeline;  ///< the picture alone if it ends in ".svg", else a page
+  std::string timeline;   ///< the picture alone if it ends in ".svg", else a page
+  std::string recording;  ///< the scenario again, expecting what has happened
 
-  [[nodiscard]] bool empty() const { return jsonl.empty() && perfetto.empty() && timeline.empty(); }
+  [[nodiscard]] bool empty() const {
+    return jsonl.empty() && perfetto.empty() && timeline.empty() && recording.empty();
+  }
 };
 
 /// Why a run of the scenario `input` must not be written to `paths`, since one file would
 /// overwrite another; empty where it may.
-[[nodiscard]] std::string find_clash(const TracePaths& paths, const std::string& input);
+[[nodiscard]] std::string find_clash(const OutputPaths& paths, const std::string& input);
 
 /// The record of one run in files.
 class TraceOutputs {
  public:
   /// Opens the files, whose contents are lost. `title` is the scenario's.
-  TraceOutputs(const TracePaths& paths, const std::string& title);
+  TraceOutputs(const OutputPaths& paths, const std::string& title);
   TraceOutputs(const TraceOutputs&) = delete;
   TraceOutputs& operator=(const TraceOutputs&) = delete;
   ~TraceOutputs();
 
   void add_to(EventFanOut& sinks);
+
+  /// Where the recording is to be written to before `close`; null where none was asked for.
+  [[nodiscard]] std::ostream* recording();
 
   /// Closes the files. Lines of errors from all of it, empty where all was written.
   [[nodiscard]] std::string close();
@@ -43,6 +50,7 @@ class TraceOutputs {
   struct Output;
 
   std::vector<std::unique_ptr<Output>> outputs_;
+  Output* recording_ = nullptr;  // one of them
 };
 
 }  // namespace vantrel_can_bridge::workbench

@@ -10,7 +10,11 @@
 namespace vantrel_can_bridge::workbench {
 namespace {
 
+// Longer than anybody plays a scenario, and far from the end of every clock.
+constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(1'000);
+
 const std::string kDuration = "a length of time such as 500 ms, 1.5 s or 2 min";
+const std::string kAtMostLongest = "at most 1000 h";
 const std::string kBytes = "bytes in hexadecimal such as \"03 50 00\", or \"\" for none";
 const std::string kPermille = "a percentage from 0 % to 100 % such as 45 % or 12.5 %";
 const std::string kProbability = "a number above 0 and up to 1 such as 0.25";
@@ -57,12 +61,12 @@ std::optional<std::int64_t> parse_permille(std::string_view text) {
 }  // namespace
 
 std::optional<std::chrono::nanoseconds> read_duration(const YamlNode& node, InputErrors& errors) {
-  if (node.kind == YamlNode::Kind::Scalar) {
-    if (const auto duration = parse_duration(node.text)) {
-      return duration;
-    }
+  const auto duration =
+      node.kind == YamlNode::Kind::Scalar ? parse_duration(node.text) : std::nullopt;
+  if (duration && *duration <= kLongest) {
+    return duration;
   }
-  report_wrong_value(node, kDuration, "", errors);
+  report_wrong_value(node, duration ? kAtMostLongest : kDuration, "", errors);
   return std::nullopt;
 }
 

@@ -1,6 +1,7 @@
 #include "tests/support/run_program.hpp"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,8 +43,7 @@ std::string content(std::FILE* file) {
   return text;
 }
 
-pid_t start(const std::string& path, const std::vector<std::string>& arguments, std::FILE* out,
-            std::FILE* err) {
+pid_t start(const std::string& path, const std::vector<std::string>& arguments, int out, int err) {
   std::vector<std::string> words{path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
@@ -55,8 +55,8 @@ pid_t start(const std::string& path, const std::vector<std::string>& arguments, 
   posix_spawn_file_actions_t actions;
   check(posix_spawn_file_actions_init(&actions), "posix_spawn_file_actions_init");
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, fileno(out), STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, fileno(err), STDERR_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, out, STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, err, STDERR_FILENO);
   pid_t child = -1;
   const int error = posix_spawn(&child, path.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
@@ -64,18 +64,49 @@ pid_t start(const std::string& path, const std::vector<std::string>& arguments, 
   return child;
 }
 
+/// The exit code of `child` once it has ended.
+int wait_for(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1) {
+    check(errno == EINTR ? 0 : errno, "waitpid");
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+/// Adds what is there to `text`, waiting for it; false at the end of the file.
+bool read_some(int file, std::string& text) {
+  char buffer[4096];
+  const ssize_t count = read(file, buffer, sizeof buffer);
+  text.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+  return count > 0;
+}
+
 }  // namespace
 
 ProgramRun run_program(const std::string& path, const std::vector<std::string>& arguments) {
   const File out = temporary_file();
   const File err = temporary_file();
-  const pid_t child = start(path, arguments, out.get(), err.get());
-  int status = 0;
-  while (waitpid(child, &status, 0) == -1) {
-    check(errno == EINTR ? 0 : errno, "waitpid");
+  const int exit_code = wait_for(start(path, arguments, fileno(out.get()), fileno(err.get())));
+  return {exit_code, content(out.get()), content(err.get())};
+}
+
+ProgramRun interrupt_program(const std::string& path, const std::vector<std::string>& arguments,
+                             const std::string& until) {
+  const File err = temporary_file();
+  int out[2];
+  check(pipe2(out, O_CLOEXEC) == 0 ? 0 : errno, "pipe2");
+  const pid_t child = start(path, arguments, out[1], fileno(err.get()));
+  close(out[1]);
+  ProgramRun program;
+  while (program.out.find(until) == std::string::npos && read_some(out[0], program.out)) {
   }
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), content(out.get()),
-          content(err.get())};
+  kill(child, SIGINT);
+  while (read_some(out[0], program.out)) {
+  }
+  close(out[0]);
+  program.exit_code = wait_for(child);
+  program.err = content(err.get());
+  return program;
 }
 
 }  // namespace vantrel_can_bridge::test

@@ -17,4 +17,10 @@ struct ProgramRun {
 [[nodiscard]] ProgramRun run_program(const std::string& path,
                                      const std::vector<std::string>& arguments);
 
+/// Starts the program as `run_program` does, interrupts it as Ctrl-C does once its standard
+/// output has come to `until`, and waits for its end.
+[[nodiscard]] ProgramRun interrupt_program(const std::string& path,
+                                           const std::vector<std::string>& arguments,
+                                           const std::string& until);
+
 }  // namespace vantrel_can_bridge::test

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -25,6 +23,10 @@ namespace fs = std::filesystem;
 
 ProgramRun run(const std::vector<std::string>& arguments) {
   return vantrel_can_bridge::test::run_program(BOTTOM_WORKBENCH, arguments);
+}
+
+ProgramRun interrupt(const std::vector<std::string>& arguments, const std::string& until) {
+  return vantrel_can_bridge::test::interrupt_program(BOTTOM_WORKBENCH, arguments, until);
 }
 
 std::string content(const fs::path& path) {
@@ -108,6 +110,15 @@ TEST_F(Program, ShowsFailedExpectationsSideBySide) {
           "[03 50 00]\n"
           "✘ " +
           file + ": 2 of 2 expectations failed\n");
+}
+
+TEST_F(Program, ShowsWhyARequestFailedThatShouldHaveSucceeded) {
+  const std::string file =
+      write_scenario("wrong.yaml", "  - request: {cmd: 5}\n    expect: {reply: success}\n");
+  EXPECT_THAT(run({"play", file, "--quiet"}).out,
+              HasSubstr("            expected   actual\n"
+                        "            success  ≠ failure: cmd 5 unsupported after bottom "
+                        "migration\n"));
 }
 
 TEST_F(Program, SumsSeveralScenariosUp) {
@@ -198,19 +209,39 @@ TEST_F(Program, NoticesWhenARecordingNoLongerHolds) {
   EXPECT_EQ(run({"play", "-q", path("recorded.yaml")}).exit_code, 1);
 }
 
-TEST_F(Program, SaysWhenARecordingCannotBeWritten) {
-  const ProgramRun played = run(
-      {"play", "-q", write_scenario("on.yaml", kPumpOn), "--record", path("no/such/folder.yaml")});
-  EXPECT_EQ(played.exit_code, 1);
-  EXPECT_THAT(played.err, HasSubstr("folder.yaml: cannot be written"));
-}
+TEST_F(Program, SimulatesTheBoardsOfTheRobotFile) {
+  const std::string reference = content(SOURCE_DIR "/robots/reference.yaml");
+  const std::string robot =
+      write("robot.yaml", reference.substr(0, reference.find("simulation:")) +
+                              "simulation:\n"
+                              "  claw_travel_ms: 700\n"
+                              "  latency_ms: {default: 3, set_duty: 7, claw_extend: 11, "
+                              "claw_query_state: 20}\n"
+                              "  seed: 9\n");
+  EXPECT_THAT(run({"check", robot}).out, HasSubstr("3 attempts of up to 10.131 s"))
+      << "11 ms, a time-out of 10 s, a poll interval of 100 ms and a query of 20 ms";
+  EXPECT_THAT(run({"send", "cmd=13", "--robot", robot}).out, HasSubstr("  0.007 ◀ success\n"));
+  EXPECT_THAT(run({"send", "cmd=9", "--robot", robot}).out, HasSubstr("  0.003 ◀ success\n"));
 
-TEST_F(Program, RecordsOneScenarioAtATime) {
-  const std::string file = write_scenario("on.yaml", kPumpOn);
-  const ProgramRun played = run({"play", file, file, "--record", path("recorded.yaml")});
-  EXPECT_EQ(played.exit_code, 2);
-  EXPECT_EQ(played.err,
-            "--record, --trace, --perfetto and --timeline: found 2 scenarios; expected one\n");
+  const std::string scenario =
+      write("scenario.yaml",
+            "title: x\nrobot: robot.yaml\nsteps:\n"
+            "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n"
+            "    during: [{after: 361 ms, emergency: raise}]\n"
+            "    expect: {reply: failure, boards: {motor1 position: 50.0 %}}\n");
+  EXPECT_EQ(run({"play", scenario}).exit_code, 0) << "half of 700 ms after the 11 ms of its start";
+  EXPECT_THAT(run({"sweep", scenario}).out,
+              HasSubstr("stop before operation 2    motor1 claw_query_state        620 ms  "))
+      << "20 ms, a poll interval of 100 ms and a pause of 500 ms";
+
+  const std::string chance =
+      "  - fault: {device: pump, probability: 0.5, refuse: lost}\n"
+      "  - request: {cmd: 13}\n  - request: {cmd: 13}\n  - request: {cmd: 13}\n"
+      "  - request: {cmd: 13}\n  - request: {cmd: 13}\n  - request: {cmd: 13}\n";
+  const std::string lots = write("lots.yaml", "title: x\nrobot: robot.yaml\nsteps:\n" + chance);
+  const std::string own = run({"play", lots}).out;
+  EXPECT_EQ(run({"play", lots, "--seed", "9"}).out, own);
+  EXPECT_NE(run({"play", lots, "--seed", "1"}).out, own);
 }
 
 TEST_F(Program, TakesTheSeedFromTheCommandLine) {
@@ -236,40 +267,41 @@ TEST_F(Program, PlaysInRealTime) {
   EXPECT_THAT(played.out, HasSubstr("2 expectations held\n"));
 }
 
-TEST_F(Program, EndsCleanlyWhenItIsInterrupted) {
-  const std::string file = write_scenario(
-      "long.yaml", "  - note: begun\n  - request: {cmd: 13}\n  - wait: 10 h\n  - note: never\n");
-  int output[2];
-  ASSERT_EQ(pipe(output), 0);
+/// A wait that takes minutes even where time is simulated.
+constexpr const char* kEndless =
+    "  - request: {cmd: 13}\n"
+    "  - note: now it waits\n"
+    "  - wait_until: {pump 3: 10 %}\n"
+    "    at_most: 1000 h\n"
+    "    expect: {boards: {pump 3: 10 %}}\n";
+
+class InterruptedPlay : public Program, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(Times, InterruptedPlay, testing::Values(false, true),
+                         [](const auto& time) { return time.param ? "Real" : "Simulated"; });
+
+TEST_P(InterruptedPlay, EndsCleanlyWithARecordingOfWhatWas) {
   const std::string recorded = path("recorded.yaml");
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(output[1], STDOUT_FILENO);
-    execl(BOTTOM_WORKBENCH, BOTTOM_WORKBENCH, "play", "--realtime", file.c_str(), "--record",
-          recorded.c_str(), nullptr);
-    _exit(127);
+  const std::string file = write_scenario("long.yaml", kEndless, "time_limit: 1000 h\n");
+  std::vector<std::string> arguments = {"play", file, "--record", recorded};
+  if (GetParam()) {
+    arguments.emplace_back("--realtime");
   }
-  close(output[1]);
-  std::string out;
-  char buffer[4096];
-  const auto read_some = [&] {
-    const ssize_t count = read(output[0], buffer, sizeof buffer);
-    out.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-    return count > 0;
-  };
-  while (out.find("◀ success") == std::string::npos && read_some()) {
-  }
-  kill(child, SIGINT);
-  while (read_some()) {
-  }
-  close(output[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_THAT(out, HasSubstr("interrupted"));
-  EXPECT_THAT(content(recorded), HasSubstr("operations:\n        - [selfclean_board, pump, "
-                                           "set_duty, \"03 00 00\"]\n"));
+  const ProgramRun played = interrupt(arguments, "now it waits");
+  EXPECT_EQ(played.exit_code, 130);
+  EXPECT_THAT(played.out, testing::EndsWith("✘ " + file + ": 0 expectations held, interrupted\n"));
+  EXPECT_THAT(content(recorded), HasSubstr("steps:\n"
+                                           "  - request: {cmd: 13}\n"
+                                           "    expect:\n"
+                                           "      reply: {success: true, message: \"\"}\n"));
+  EXPECT_THAT(content(recorded), testing::Not(HasSubstr("wait_until")));
+}
+
+TEST_F(Program, EndsASweepCleanlyWhenItIsInterrupted) {
+  const std::string file =
+      write_scenario("long.yaml", std::string("  - note: x\n") + kEndless, "time_limit: 1000 h\n");
+  const ProgramRun swept = interrupt({"sweep", file}, "left");
+  EXPECT_EQ(swept.exit_code, 130);
+  EXPECT_THAT(swept.out, testing::EndsWith("✘ 0 runs, no rule broken, interrupted\n"));
 }
 
 TEST_F(Program, SendsOneRequest) {
@@ -293,13 +325,14 @@ TEST_F(Program, SweepsAScenario) {
   EXPECT_EQ(swept.exit_code, 0);
   EXPECT_EQ(swept.out,
             "disturbed by               at                        ended after  left\n"
+            "undisturbed                -                                   -  pump 3 80 %\n"
             "stop before operation 1    pump set_duty                    5 ms  emergency active, "
             "pump 3 80 %\n"
             "stop after operation 1     pump set_duty                    0 ms  emergency active, "
             "pump 3 80 %\n"
             "operation 1 fails          pump set_duty                       -  everything at "
             "rest\n"
-            "✔ 3 runs, no rule broken\n");
+            "✔ 4 runs, no rule broken\n");
   EXPECT_THAT(
       run({"sweep", SOURCE_DIR "/scenarios/emergency-without-recovery.yaml"}).out,
       HasSubstr(
@@ -307,12 +340,38 @@ TEST_F(Program, SweepsAScenario) {
           "                                                                  motor1 claw stopped,\n"
           "                                                                  motor1 position "
           "22.6 %\n"));
-  const ProgramRun broken = run({"sweep", "-q",
-                                 write_scenario("throws.yaml",
-                                                "  - fault: {device: pump, throw: bus off}\n"
-                                                "  - request: {cmd: 13}\n")});
-  EXPECT_EQ(broken.exit_code, 1);
-  EXPECT_THAT(broken.out, HasSubstr("  ✘ request 1 threw: bus off\n"));
+}
+
+TEST_F(Program, SweepsAScenarioThatPlansItsOwnFailures) {
+  const ProgramRun swept = run({"sweep", "-q", SOURCE_DIR "/scenarios/failures-of-pumps.yaml"});
+  EXPECT_EQ(swept.exit_code, 0);
+  EXPECT_EQ(swept.out, "✔ 49 runs, no rule broken\n");
+}
+
+TEST_F(Program, SweepsOutWhatBreaksARule) {
+  // The end-tool pump on the clean pump's channel runs whatever that one's valves do.
+  const std::string file =
+      write_scenario("dry.yaml", kPumpOn, "with: {end_tool_pump_channel: 1}\n");
+  const ProgramRun swept = run({"sweep", "--quiet", file});
+  EXPECT_EQ(swept.exit_code, 1);
+  EXPECT_EQ(swept.out,
+            "undisturbed                -                                   -  pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "stop before operation 1    pump set_duty                    5 ms  emergency active, "
+            "pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "stop after operation 1     pump set_duty                    0 ms  emergency active, "
+            "pump 1 80 %\n"
+            "  ✘ pump 1 runs with its valves shut\n"
+            "✘ 3 of 4 runs broke a rule\n");
+}
+
+TEST_F(Program, FailsWhenItsOutputIsLost) {
+  const std::string file = write_scenario("on.yaml", kPumpOn);
+  const ProgramRun played = vantrel_can_bridge::test::run_program(
+      "/bin/sh", {"-c", "\"$0\" play \"$1\" >/dev/full", BOTTOM_WORKBENCH, file});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ constexpr const char* kUsage =
     "check rules\n"
     "  check                       Check robot files: errors, and values that a robot dislikes\n"
     "\n"
-    "Example: bottom-workbench play scenarios/cleaning-round.yaml --realtime\n";
+    "Example: bottom-workbench play scenarios/cleaning-round.yaml\n";
 
 TEST(Program, PrintsItsUsageWhenNothingIsAsked) {
   const ProgramRun program = run({});
@@ -59,6 +59,26 @@ TEST(Program, PrintsTheHelpOfEachSubcommandWithAnExample) {
     EXPECT_EQ(program.exit_code, 0);
     EXPECT_THAT(program.out, HasSubstr("Usage: bottom-workbench " + command + " [OPTIONS]"));
     EXPECT_THAT(program.out, HasSubstr("\nExample: bottom-workbench " + command + " "));
+  }
+}
+
+/// What the help of `command` gives as its example, run in a shell in the project's folder.
+ProgramRun run_example(const std::string& command) {
+  const std::string help = run(command.empty() ? std::vector<std::string>{"--help"}
+                                               : std::vector<std::string>{command, "--help"})
+                               .out;
+  const std::string line = "\nExample: ";
+  const std::string example = help.substr(help.rfind(line) + line.size());
+  return vantrel_can_bridge::test::run_program(
+      "/bin/sh",
+      {"-c", "cd " PROJECT_DIR " && PATH=\"${0%/*}:$PATH\" && " + example, BOTTOM_WORKBENCH});
+}
+
+TEST(Program, GivesExamplesThatWork) {
+  for (const std::string command : {"", "play", "send", "sweep", "check"}) {
+    const ProgramRun program = run_example(command);
+    EXPECT_EQ(program.exit_code, 0) << command << program.out;
+    EXPECT_EQ(program.err, "");
   }
 }
 

@@ -53,6 +53,18 @@ TEST_F(Terminal, RoundsTheTotalUpAndShowsHours) {
   EXPECT_EQ(written(), "  waiting 1:01:01 of 10:00:01");
 }
 
+TEST_F(Terminal, ShowsHowLongAWaitWithoutAnEndTakes) {
+  progress_.begin(10s, std::nullopt);
+  progress_.tick(11s);
+  EXPECT_EQ(written(), "");
+  progress_.tick(75s);
+  EXPECT_EQ(written(), "  waiting 1:05");
+  progress_.end();
+  written();
+  progress_.tick(80s);
+  EXPECT_EQ(written(), "");
+}
+
 TEST_F(Terminal, CountsEachWaitFromItsBegin) {
   progress_.begin(0s, 10s);
   progress_.tick(5s);

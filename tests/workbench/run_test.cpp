@@ -226,6 +226,61 @@ TEST(Run, EndsWhenItIsInterrupted) {
   expect_well_formed(record);
 }
 
+TEST(Run, DoesNotCheckAStepThatIsInterrupted) {
+  Record record;
+  SimulatedTime time;
+  std::vector<StepRecord> steps;
+  PlayHooks hooks;
+  hooks.wait_begun = [&](auto, auto total) {
+    if (total) {
+      time.interrupt();  // in the step that knows how long it waits at most
+    }
+  };
+  hooks.after_step = [&](const StepRecord& step) { steps.push_back(step); };
+  const PlayResult result = play(scenario("  - request: {cmd: handle_pump}\n"
+                                          "    expect: {reply: success}\n"
+                                          "  - wait_until: {pump 1: 80 %}\n"
+                                          "    expect: {boards: {pump 1: 80 %}}\n"),
+                                 time, record, hooks);
+  EXPECT_EQ(result.error, "interrupted");
+  EXPECT_EQ(result.held, 1U);
+  EXPECT_EQ(result.failed, 0U);
+  EXPECT_EQ(steps.size(), 1U);
+  expect_well_formed(record);
+}
+
+TEST(Run, TellsOfEachStepThatWaits) {
+  SimulatedTime time;
+  Record record;
+  std::vector<std::string> waits;
+  PlayHooks hooks;
+  hooks.wait_begun = [&](auto, auto total) {
+    waits.push_back(total ? duration_text(*total) : "unknown");
+  };
+  hooks.wait_ended = [&] { waits.push_back("ended"); };
+  (void)play(scenario("  - request: {cmd: handle_pump}\n"
+                      "  - request: {cmd: handle_pump}\n"
+                      "    background: pump\n"
+                      "  - wait_for: pump\n    at_most: 3 s\n"
+                      "  - emergency: raise\n"
+                      "  - emergency: clear\n"
+                      "  - wait: 2 s\n"),
+             time, record, hooks);
+  EXPECT_THAT(waits, ElementsAre("unknown", "ended",    // the request
+                                 "3 s", "ended",        // for the background
+                                 "unknown", "ended",    // the recovery
+                                 "2 s", "ended",        // the wait
+                                 "unknown", "ended"));  // for what is still under way
+}
+
+TEST(Run, AWaitThatTheTimeLimitCutsShortHasNotFailed) {
+  Record record;
+  const PlayResult result = play_simulated(
+      scenario("  - wait_until: {pump 1: 80 %}\n    at_most: 3 s\n", "time_limit: 2 s\n"), record);
+  EXPECT_EQ(result.failed, 0U);
+  EXPECT_EQ(result.error, "time limit of 2 s reached");
+}
+
 TEST(Run, AConditionThatNeverHoldsFailsAfterItsTime) {
   Record record;
   const PlayResult result = play_simulated(scenario("  - wait_until: {pump 1: 80 %}\n"

@@ -287,6 +287,13 @@ TEST_F(SimulatedTimeTest, ThreadsThatWaitForEachOtherAreLetGo) {
   EXPECT_EQ(time_.error(), "deadlock: main waits for worker to end, worker waits for main to end");
 }
 
+TEST_F(SimulatedTimeTest, ASleepForEverEndsWithTheClocksRange) {
+  time_.sleep_until(std::chrono::nanoseconds::max());
+  EXPECT_EQ(time_.error(), "");
+  EXPECT_GT(time_.now(), 1'000'000h);
+  EXPECT_GT(std::chrono::steady_clock::now().time_since_epoch().count(), 0) << "no overflow";
+}
+
 TEST_F(SimulatedTimeTest, InterruptEndsSleepsAtOnce) {
   time_.interrupt();
   std::this_thread::sleep_for(5s);

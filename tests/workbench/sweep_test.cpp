@@ -12,14 +12,14 @@ namespace vantrel_can_bridge::workbench::test {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 std::vector<SweepRun> sweep_all(const Scenario& scenario) {
   std::vector<SweepRun> runs;
-  sweep(
-      scenario, [&](const SweepRun& run) { runs.push_back(run); }, [] { return false; });
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun& run) { runs.push_back(run); };
+  sweep(scenario, hooks);
   return runs;
 }
 
@@ -33,16 +33,17 @@ TEST(Sweep, DisturbsEveryOperationAndEveryWait) {
   }
   EXPECT_THAT(
       names,
-      ElementsAre("stop before operation 1: valve set_valves",
+      ElementsAre("undisturbed: -", "stop before operation 1: valve set_valves",
                   "stop after operation 1: valve set_valves", "operation 1 fails: valve set_valves",
                   "stop before operation 2: pump set_duty", "stop after operation 2: pump set_duty",
                   "operation 2 fails: pump set_duty", "stop in wait 1: wait 200 ms"));
-  EXPECT_EQ(runs[0].ended_after, 210ms) << "5 ms for each of two writes, and the valve's delay";
-  EXPECT_THAT(runs[0].left, ElementsAre("emergency active", "pump 1 60 %", "valve 0 open"));
-  EXPECT_EQ(runs[2].ended_after, std::nullopt);
-  EXPECT_THAT(runs[2].left, IsEmpty());
-  EXPECT_THAT(runs[5].left, ElementsAre("valve 0 open"));
-  EXPECT_EQ(runs[6].ended_after, 105ms);
+  EXPECT_THAT(runs[0].left, ElementsAre("pump 1 60 %", "valve 0 open"));
+  EXPECT_EQ(runs[1].ended_after, 210ms) << "5 ms for each of two writes, and the valve's delay";
+  EXPECT_THAT(runs[1].left, ElementsAre("emergency active", "pump 1 60 %", "valve 0 open"));
+  EXPECT_EQ(runs[3].ended_after, std::nullopt);
+  EXPECT_THAT(runs[3].left, IsEmpty());
+  EXPECT_THAT(runs[6].left, ElementsAre("valve 0 open"));
+  EXPECT_EQ(runs[7].ended_after, 105ms);
 }
 
 TEST(Sweep, FindsAClawMoveThatEndsWithinAPollOfTheStop) {
@@ -64,19 +65,51 @@ TEST(Sweep, ReportsAPumpThatRunsWithItsValvesShut) {
   EXPECT_THAT(runs.front().broken, ElementsAre("pump 1 runs with its valves shut"));
 }
 
-TEST(Sweep, ReportsWhatIsThrownInsteadOfAReply) {
+TEST(Sweep, TakesWhatTheGatewayThrowsForAnAnswer) {
   const auto runs =
       sweep_all(scenario("  - fault: {device: pump, throw: bus off}\n"
-                         "  - request: {cmd: handle_pump}\n"));
-  EXPECT_THAT(runs.front().broken, Contains("request 1 threw: bus off"));
+                         "  - fault: {device: motor1, throw: bus off}\n"
+                         "  - request: {cmd: handle_pump}\n"
+                         "  - emergency: raise\n"
+                         "  - emergency: clear\n",
+                         "with: {claw_motor_ids: [1]}\n"));
+  EXPECT_EQ(runs.size(), 7U) << "a request and a recovery that both end with their first operation";
+  for (const SweepRun& run : runs) {
+    EXPECT_THAT(run.broken, IsEmpty()) << run.disturbance;
+  }
 }
 
-TEST(Sweep, EndsWhenItIsInterrupted) {
+TEST(Sweep, ReportsARequestThatIsNotAnswered) {
+  const auto runs =
+      sweep_all(scenario("  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n",
+                         "time_limit: 500 ms\n"));
+  EXPECT_THAT(runs.front().broken,
+              ElementsAre("request 1 threw: the run has reached its time limit of 500 ms",
+                          "time limit of 500 ms reached"));
+}
+
+TEST(Sweep, EndsBeforeTheNextRunOnceItIsOver) {
   int runs = 0;
-  sweep(
-      scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"),
-      [&](const SweepRun&) { ++runs; }, [&] { return runs > 0; });
-  EXPECT_EQ(runs, 3) << "all of the first operation";
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun&) { ++runs; };
+  hooks.is_over = [&] { return runs == 2; };
+  sweep(scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"), hooks);
+  EXPECT_EQ(runs, 2);
+}
+
+TEST(Sweep, DoesNotShowARunThatIsInterrupted) {
+  int begun = 0;
+  int shown = 0;
+  SweepHooks hooks;
+  hooks.show = [&](const SweepRun&) { ++shown; };
+  hooks.running = [&](IScheduler* time) {
+    if (time != nullptr && ++begun == 2) {
+      time->interrupt();
+    }
+  };
+  hooks.is_over = [&] { return begun == 2; };
+  sweep(scenario("  - request: {cmd: operate_light, bottom_rgb: 1}\n"), hooks);
+  EXPECT_EQ(shown, 1);
 }
 
 }  // namespace

@@ -125,6 +125,7 @@ TEST(Timeline, HasTheExactTextsOfARun) {
   EXPECT_THAT(
       document.texts,
       IsSupersetOf({HasSubstr("cmd 13 handle_pump pump_cmd=1 pump_duty=80\nsuccess\n"),
+                    HasSubstr("cmd 9 fill_light rgb=0x808080\nsuccess\n"),
                     HasSubstr("motor1 claw_extend"), HasSubstr("fault on motor1 claw_extend"),
                     HasSubstr("claw_extend, attempt 2\n"), HasSubstr("pump 3: 80 %\n"),
                     HasSubstr("motor1: extending\n"), HasSubstr("emergency stop\n"),

@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -72,9 +70,31 @@ TEST_F(Traces, AreWrittenAllAtOnce) {
   expect_complete_files();
 }
 
+TEST_F(Traces, AreTheSameBytesInEveryRun) {
+  for (const auto& entry : fs::directory_iterator(SOURCE_DIR "/scenarios")) {
+    std::vector<std::string> before;
+    for (int round = 0; round < 2; ++round) {
+      ASSERT_EQ(run(all_traces(entry.path())).exit_code, 0) << entry.path();
+      const std::vector<std::string> written = {content(path("t.jsonl")), content(path("p.json")),
+                                                content(path("t.html"))};
+      if (round > 0) {
+        EXPECT_EQ(written, before) << entry.path();
+      }
+      before = written;
+    }
+  }
+}
+
 TEST_F(Traces, AreThePictureAloneForSvg) {
   EXPECT_EQ(run({"play", scenario(kPump), "--timeline", path("t.svg")}).exit_code, 0);
   EXPECT_THAT(content(path("t.svg")), StartsWith("<svg "));
+}
+
+TEST_F(Traces, AreWhatTheDocumentsShow) {
+  const std::string round = SOURCE_DIR "/scenarios/cleaning-round.yaml";
+  EXPECT_EQ(run({"play", "-q", round, "--timeline", path("t.svg")}).exit_code, 0);
+  EXPECT_EQ(content(path("t.svg")), content(SOURCE_DIR "/docs/images/timeline.svg"))
+      << "draw it again, as docs/traces.md says";
 }
 
 TEST_F(Traces, AreCompleteWhenAnExpectationFails) {
@@ -86,40 +106,11 @@ TEST_F(Traces, AreCompleteWhenAnExpectationFails) {
 }
 
 TEST_F(Traces, AreCompleteWhenTheRunIsInterrupted) {
-  std::vector<std::string> words = all_traces(scenario(kPump + "  - wait: 10 h\n"));
-  words[1] = "--realtime";  // and not quiet: how far it is, its output tells
-  words.insert(words.begin(), BOTTOM_WORKBENCH);
-  std::vector<char*> arguments;
-  for (std::string& word : words) {
-    arguments.push_back(word.data());
-  }
-  arguments.push_back(nullptr);
-  int output[2];
-  ASSERT_EQ(pipe(output), 0);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(output[1], STDOUT_FILENO);
-    execv(BOTTOM_WORKBENCH, arguments.data());
-    _exit(127);
-  }
-  close(output[1]);
-  std::string out;
-  char buffer[4096];
-  const auto read_some = [&] {
-    const ssize_t count = read(output[0], buffer, sizeof buffer);
-    out.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-    return count > 0;
-  };
-  while (out.find("◀ success") == std::string::npos && read_some()) {
-  }
-  kill(child, SIGINT);
-  while (read_some()) {
-  }
-  close(output[0]);
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
+  std::vector<std::string> arguments = all_traces(scenario(kPump + "  - wait: 10 h\n"));
+  arguments[1] = "--realtime";  // and not quiet: how far it is, its output tells
+  const ProgramRun played =
+      vantrel_can_bridge::test::interrupt_program(BOTTOM_WORKBENCH, arguments, "◀ success");
+  EXPECT_EQ(played.exit_code, 130);
   expect_complete_files();
   EXPECT_THAT(content(path("t.html")), HasSubstr("interrupted"));
 }
@@ -157,14 +148,16 @@ TEST_P(TracesOption, TakesOneScenario) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Options, TracesOption,
-                         testing::Values("--trace", "--perfetto", "--timeline"),
+                         testing::Values("--trace", "--perfetto", "--timeline", "--record"),
                          [](const auto& option) { return std::string(option.param + 2); });
 
 TEST_F(Traces, GoIntoAFileEach) {
-  EXPECT_EQ(find_clash({path("a"), path("b"), path("c")}, path("s")), "");
-  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}}, path("s")), "");
-  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a")}, path("s")),
+  EXPECT_EQ(find_clash({path("a"), path("b"), path("c"), path("d")}, path("s")), "");
+  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}, {}}, path("s")), "");
+  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a"), {}}, path("s")),
             path("x/../a") + ": found for both --trace and --timeline; expected two files\n");
+  EXPECT_EQ(find_clash({{}, path("a"), {}, path("a")}, path("s")),
+            path("a") + ": found for both --perfetto and --record; expected two files\n");
 }
 
 }  // namespace
