@@ -124,8 +124,11 @@ void register_texts_of(const std::string& technology) {
       "operate_begin/" + technology,
       [label, payload, board = std::string("bottom_board"), device = std::string("left_light"),
        op = std::string("set_led")] { return T::begin(label, board, device, op, payload); });
-  register_text("operate_end/" + technology,
-                [label, message = std::string()] { return T::end(label, true, message); });
+  register_text("operate_end/" + technology, [label, message = std::string()] {
+    std::string line;
+    T::end(line, label, true, message);
+    return line;
+  });
 }
 
 // --- Two threads ---

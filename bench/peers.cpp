@@ -35,9 +35,14 @@ struct Texts<Copied<Which>> {
     static const std::string kText = Texts<Ours>::begin(label, board, device, op, payload);
     return kText;
   }
-  static std::string end(const std::string& label, bool success, const std::string& message) {
-    static const std::string kText = Texts<Ours>::end(label, success, message);
-    return kText;
+  static void end(std::string& line, const std::string& label, bool success,
+                  const std::string& message) {
+    static const std::string kText = [&] {
+      std::string text;
+      Texts<Ours>::end(text, label, success, message);
+      return text;
+    }();
+    line = kText;
   }
 };
 
@@ -111,9 +116,11 @@ template <typename Technology>
 OperateResult PeerOrchestrator<Technology>::operate_gateway(
     const std::string& board, const std::string& device, const std::string& op,
     const std::vector<std::uint8_t>& payload, const std::string& label) {
-  debug_log(Texts<Technology>::begin(label, board, device, op, payload));
+  std::string line = Texts<Technology>::begin(label, board, device, op, payload);
+  debug_log(line);
   OperateResult result = gateway_->operate(board, device, op, payload);
-  debug_log(Texts<Technology>::end(label, result.success, result.message));
+  Texts<Technology>::end(line, label, result.success, result.message);
+  debug_log(line);
   return result;
 }
 

@@ -17,6 +17,7 @@ using std::string;
 // --- Ours ---
 
 using business_layer::bottom_compat::HexBytes;
+using business_layer::bottom_compat::rewrite;
 using business_layer::bottom_compat::text;
 
 template <>
@@ -59,8 +60,8 @@ string Texts<Ours>::begin(const string& label, const string& board, const string
 }
 
 template <>
-string Texts<Ours>::end(const string& label, bool success, const string& message) {
-  return text("operate end: ", label, " success=", success, " message=", message);
+void Texts<Ours>::end(string& line, const string& label, bool success, const string& message) {
+  rewrite(line, "operate end: ", label, " success=", success, " message=", message);
 }
 
 // --- String streams ---
@@ -125,11 +126,12 @@ string Texts<StringStreams>::begin(const string& label, const string& board, con
 }
 
 template <>
-string Texts<StringStreams>::end(const string& label, bool success, const string& message) {
+void Texts<StringStreams>::end(string& line, const string& label, bool success,
+                               const string& message) {
   std::ostringstream out;
   out << "operate end: " << label << " success=" << std::boolalpha << success
       << " message=" << message;
-  return out.str();
+  line = out.str();
 }
 
 // --- fmt ---
@@ -174,8 +176,8 @@ string Texts<Fmt>::begin(const string& label, const string& board, const string&
 }
 
 template <>
-string Texts<Fmt>::end(const string& label, bool success, const string& message) {
-  return fmt::format("operate end: {} success={} message={}", label, success, message);
+void Texts<Fmt>::end(string& line, const string& label, bool success, const string& message) {
+  line = fmt::format("operate end: {} success={} message={}", label, success, message);
 }
 
 // --- absl ---
@@ -223,8 +225,8 @@ string Texts<Absl>::begin(const string& label, const string& board, const string
 }
 
 template <>
-string Texts<Absl>::end(const string& label, bool success, const string& message) {
-  return absl::StrCat("operate end: ", label, " success=", success ? "true" : "false",
+void Texts<Absl>::end(string& line, const string& label, bool success, const string& message) {
+  line = absl::StrCat("operate end: ", label, " success=", success ? "true" : "false",
                       " message=", message);
 }
 
@@ -278,9 +280,9 @@ string Texts<ToString>::begin(const string& label, const string& board, const st
 }
 
 template <>
-string Texts<ToString>::end(const string& label, bool success, const string& message) {
-  return "operate end: " + label + " success=" + (success ? "true" : "false") +
-         " message=" + message;
+void Texts<ToString>::end(string& line, const string& label, bool success, const string& message) {
+  line =
+      "operate end: " + label + " success=" + (success ? "true" : "false") + " message=" + message;
 }
 
 }  // namespace vantrel_can_bridge::bench

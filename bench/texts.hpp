@@ -27,7 +27,9 @@ struct Texts {
   static std::string begin(const std::string& label, const std::string& board,
                            const std::string& device, const std::string& op,
                            const std::vector<std::uint8_t>& payload);
-  static std::string end(const std::string& label, bool success, const std::string& message);
+  /// `line` held the text of `begin`, and is free to be written over.
+  static void end(std::string& line, const std::string& label, bool success,
+                  const std::string& message);
 };
 
 }  // namespace vantrel_can_bridge::bench

@@ -60,10 +60,13 @@ OperateResult BottomCompatOrchestrator::operate_gateway(const std::string& board
                                                         const std::string& op,
                                                         const std::vector<std::uint8_t>& payload,
                                                         const std::string& label) {
-  debug_log(text("operate begin: ", label, " board=", board, " device=", device, " op=", op,
-                 " payload=", HexBytes{payload}));
+  std::string line = text("operate begin: ", label, " board=", board, " device=", device,
+                          " op=", op, " payload=", HexBytes{payload});
+  debug_log(line);
   OperateResult result = gateway_->operate(board, device, op, payload);
-  debug_log(text("operate end: ", label, " success=", result.success, " message=", result.message));
+  // Over the begin line, which is longer than this one but for a long message.
+  rewrite(line, "operate end: ", label, " success=", result.success, " message=", result.message);
+  debug_log(line);
   return result;
 }
 

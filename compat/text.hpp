@@ -12,9 +12,9 @@
 #include <vector>
 
 /// Builds every log line, label and message of the orchestrator. The pieces are measured
-/// first and then written side by side, so that a text costs one heap allocation of just
-/// its size, or none where it fits the small-string buffer. Numbers are plain decimal
-/// whatever the process's locale.
+/// first and then written side by side, so that a text costs one heap allocation, or none
+/// where it fits the small-string buffer or the text that it is written over. Numbers are
+/// plain decimal whatever the process's locale.
 namespace vantrel_can_bridge::business_layer::bottom_compat {
 
 /// A piece of text that shows bytes as "[0x01 0xab]", or "[]".
@@ -92,11 +92,21 @@ auto of(Value value) noexcept {
 }
 
 template <typename... Pieces>
+void write(char* out, const Pieces&... pieces) {
+  ((out = pieces.write_to(out)), ...);
+}
+
+template <typename... Pieces>
 std::string join(const Pieces&... pieces) {
   std::string out((pieces.size() + ...), '\0');
-  char* end = out.data();
-  ((end = pieces.write_to(end)), ...);
+  write(out.data(), pieces...);
   return out;
+}
+
+template <typename... Pieces>
+void join_over(std::string& out, const Pieces&... pieces) {
+  out.resize((pieces.size() + ...));
+  write(out.data(), pieces...);
 }
 
 }  // namespace text_piece
@@ -106,6 +116,12 @@ std::string join(const Pieces&... pieces) {
 template <typename... Values>
 std::string text(const Values&... values) {
   return text_piece::join(text_piece::of(values)...);
+}
+
+/// The same in the memory of a text that is done with; `out` is none of the pieces.
+template <typename... Values>
+void rewrite(std::string& out, const Values&... values) {
+  text_piece::join_over(out, text_piece::of(values)...);
 }
 
 }  // namespace vantrel_can_bridge::business_layer::bottom_compat

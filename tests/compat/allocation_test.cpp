@@ -1,7 +1,8 @@
 // Pins what each command takes from the heap between the service and the gateway: what the
 // gateway and the callbacks allocate is not counted. A device operation needs a payload
-// (unless it is empty) and two lines, and a label if that is longer than the 15 characters
-// that a string holds without the heap; any other line or message needs one if it is.
+// (unless it is empty) and one piece of memory for its two lines, and a label if that is
+// longer than the 15 characters that a string holds without the heap; any other line or
+// message needs one if it is.
 
 #include <gtest/gtest.h>
 
@@ -193,28 +194,29 @@ INSTANTIATE_TEST_SUITE_P(NoDevice, Allocations,
                                          Row{"UnknownCode", send(99), 0, 3}),
                          name_of);
 
-// A summary, and for each write a payload, two lines and, where it is long, the label.
+// A summary, and for each write a payload, the memory of its two lines and, where it is
+// long, the label.
 INSTANTIATE_TEST_SUITE_P(
     LightsAndPower, Allocations,
-    testing::Values(Row{"NoLed", send_led(0), 0, 1}, Row{"OneLed", send_led(255), 1, 1 + 3},
-                    Row{"OneLedWithLongLabel", send_led(0xFF8000), 1, 1 + 4},
+    testing::Values(Row{"NoLed", send_led(0), 0, 1}, Row{"OneLed", send_led(255), 1, 1 + 2},
+                    Row{"OneLedWithLongLabel", send_led(0xFF8000), 1, 1 + 3},
                     Row{"EveryLed",
                         send(2,
                              [](Request& request) {
                                request.bottom_rgb = request.left_rgb = request.right_rgb = 1;
                              }),
-                        4, 1 + 4 * 3},
-                    Row{"LedFailsBriefly", send_led(255), 1, 1 + 3, {kTimeout}},
-                    Row{"LedFailsAtLength", send_led(255), 1, 1 + 3 + 1, {kNoAnswer}},
-                    Row{"FillLight", send(9), 1, 1 + 4},
-                    Row{"ProjectionLight", send(14), 2, 1 + 2 * 4},
-                    Row{"WheelControl", send(8), 1, 1 + 4}, Row{"BumpUnlock", send(7), 1, 1 + 4}),
+                        4, 1 + 4 * 2},
+                    Row{"LedFailsBriefly", send_led(255), 1, 1 + 2, {kTimeout}},
+                    Row{"LedFailsAtLength", send_led(255), 1, 1 + 2 + 1, {kNoAnswer}},
+                    Row{"FillLight", send(9), 1, 1 + 3},
+                    Row{"ProjectionLight", send(14), 2, 1 + 2 * 3},
+                    Row{"WheelControl", send(8), 1, 1 + 3}, Row{"BumpUnlock", send(7), 1, 1 + 3}),
     name_of);
 
 INSTANTIATE_TEST_SUITE_P(
     PumpsAndValves, Allocations,
     testing::Values(
-        Row{"EndToolPump", send_pump(), 1, 1 + 4},
+        Row{"EndToolPump", send_pump(), 1, 1 + 3},
         Row{"EndToolPumpOnNoChannel",
             send_pump(),
             0,
@@ -222,16 +224,16 @@ INSTANTIATE_TEST_SUITE_P(
             {},
             [](B&) {},
             [](BottomCompatConfig& robot) { robot.end_tool_pump_channel = 6; }},
-        Row{"ValveMask", call(&B::operate_valve_mask, std::uint8_t{3}, true), 1, 4},
-        Row{"Valves", call(&B::operate_valves, Valves{0, 1}, 0, true), 1, 4},
+        Row{"ValveMask", call(&B::operate_valve_mask, std::uint8_t{3}, true), 1, 3},
+        Row{"Valves", call(&B::operate_valves, Valves{0, 1}, 0, true), 1, 3},
         Row{"ValveSelectRefused", call(&B::operate_valves, Valves{0, 1}, 3, true), 0, 1},
         Row{"ValveBitRefused", call(&B::operate_valves, Valves{9}, 1, true), 0, 1},
         Row{"OnePumpSelect", call(&B::operate_pump_select, Valves{1}, Valves{0}, 1, 1, 50), 2,
-            1 + 4 + 4},
+            1 + 3 + 3},
         Row{"EveryPumpSelect", call(&B::operate_pump_select, Valves{1, 2}, Valves{0}, 0, 1, 50), 3,
-            1 + 4 + 2 * 4},
+            1 + 3 + 2 * 3},
         Row{"PumpSelectRefused", call(&B::operate_pump_select, Valves{}, Valves{0}, 1, 1, 50), 1,
-            1 + 4 + 1}),
+            1 + 3 + 1}),
     name_of);
 
 // A procter request has a summary, a line for each part that is empty, and for the claw
@@ -242,11 +244,11 @@ INSTANTIATE_TEST_SUITE_P(
     Procter, Allocations,
     testing::Values(
         Row{"Empty", send(0), 0, 1 + 3 + 2},
-        Row{"MotorStart", send_motors(1, 1, 60), 3, kOnePart + 1 + 4 + 2 + 3},
-        Row{"MotorStartFails", send_motors(1, 1, 60), 1, 1 + 1 + 4, {kTimeout}},
-        Row{"MotorStop", send_motors(1, 0, 0), 2, kOnePart + 1 + 4 + 2},
-        Row{"MotorStopFails", send_motors(1, 0, 0), 2, 1 + 1 + 4 + 2, {kDone, kTimeout}},
-        Row{"EveryMotorStop", send_motors(3, 0, 0), 6, kOnePart + 1 + 3 * (4 + 2)},
+        Row{"MotorStart", send_motors(1, 1, 60), 3, kOnePart + 1 + 3 + 1 + 2},
+        Row{"MotorStartFails", send_motors(1, 1, 60), 1, 1 + 1 + 3, {kTimeout}},
+        Row{"MotorStop", send_motors(1, 0, 0), 2, kOnePart + 1 + 3 + 1},
+        Row{"MotorStopFails", send_motors(1, 0, 0), 2, 1 + 1 + 3 + 1, {kDone, kTimeout}},
+        Row{"EveryMotorStop", send_motors(3, 0, 0), 6, kOnePart + 1 + 3 * (3 + 1)},
         Row{"FourthMotorStart", send_motors(8, 1, 60), 0, kOnePart},
         Row{"MotorSelectRefused", send_motors(3, 1, 60), 0, 1 + 1},
         Row{"MotorNotConfigured",
@@ -256,8 +258,8 @@ INSTANTIATE_TEST_SUITE_P(
             {},
             [](B&) {},
             [](BottomCompatConfig& robot) { robot.tools_clean_motor_slots = {5}; }},
-        Row{"CleanPumpOn", send_clean(1, 80), 2, kOnePart + 1 + 4 + 4},
-        Row{"CleanPumpOff", send_clean(1, 0), 2, kOnePart + 1 + 4 + 4},
+        Row{"CleanPumpOn", send_clean(1, 80), 2, kOnePart + 1 + 3 + 3},
+        Row{"CleanPumpOff", send_clean(1, 0), 2, kOnePart + 1 + 3 + 3},
         Row{"CleanPumpSelectRefused", send_clean(3, 80), 0, 1 + 1 + 1 + 1},
         Row{"CleanPumpWithoutValves",
             send_clean(1, 80),
@@ -266,9 +268,9 @@ INSTANTIATE_TEST_SUITE_P(
             {},
             [](B&) {},
             [](BottomCompatConfig& robot) { robot.clean_pump_valves = {}; }},
-        Row{"CleanPumpValveFails", send_clean(1, 80), 1, 1 + 1 + 1 + 4, {kTimeout}},
-        Row{"DirtyPumpOn", send_dirty(3, 70), 2, kOnePart + 1 + 4 + 4},
-        Row{"DirtyPumpOff", send_dirty(3, 0), 2, kOnePart + 1 + 4 + 4},
+        Row{"CleanPumpValveFails", send_clean(1, 80), 1, 1 + 1 + 1 + 3, {kTimeout}},
+        Row{"DirtyPumpOn", send_dirty(3, 70), 2, kOnePart + 1 + 3 + 3},
+        Row{"DirtyPumpOff", send_dirty(3, 0), 2, kOnePart + 1 + 3 + 3},
         Row{"DirtyPumpSelectRefused", send_dirty(8, 70), 0, 1 + 2 + 1 + 1}),
     name_of);
 
@@ -276,8 +278,8 @@ INSTANTIATE_TEST_SUITE_P(
 // the line for the robot's user, and the execute line, which a refused request has not.
 constexpr std::uint64_t kAsked = 1 + 3 + 1;
 constexpr std::uint64_t kBegun = kAsked + 1 + 1;
-constexpr std::uint64_t kWrite = 3;  // two lines and a label
-constexpr std::uint64_t kQuery = 2;  // two lines
+constexpr std::uint64_t kWrite = 2;  // its lines and a label
+constexpr std::uint64_t kQuery = 1;  // its lines
 constexpr std::uint64_t kLost = 3;   // a query's message, and its two lines
 constexpr std::uint64_t kConfirmed = 2;
 constexpr std::uint64_t kAttemptFailed = 3;  // its message, and two lines

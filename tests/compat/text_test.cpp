@@ -43,6 +43,25 @@ TEST(Text, GrowsBeyondTheSmallStringBuffer) {
   EXPECT_EQ(text(longer, 1, longer), longer + "1" + longer);
 }
 
+TEST(Text, IsRewrittenShorterAndLongerThanItWas) {
+  std::string line = text("one ", 2);
+
+  rewrite(line, 3);
+  EXPECT_EQ(line, "3");
+  rewrite(line, "four, five and six ", true, "");
+  EXPECT_EQ(line, "four, five and six true");
+  rewrite(line, "");
+  EXPECT_EQ(line, "");
+}
+
+TEST(Text, IsRewrittenWhereItIsIfItFits) {
+  std::string line = text("a line beyond the small-string buffer, of ", 49, " chars");
+  const void* const where = line.data();
+
+  rewrite(line, "another one beyond that buffer, ", 4, " shorter");
+  EXPECT_EQ(line.data(), where);
+}
+
 TEST(Text, WritesBoolsAsWords) {
   EXPECT_EQ(text(true), "true");
   EXPECT_EQ(text(false), "false");

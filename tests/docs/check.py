@@ -189,10 +189,17 @@ def template(expression):
                                        for part in parts))
 
 
+def built_into(variable, source):
+    """The texts that are written into a variable: `x = text(...)` and `rewrite(x, ...)`."""
+    return [f'text({", ".join(arguments(source, built.end()))})' for built in
+            re.finditer(rf'\b(?:{variable} = text\(|rewrite\({variable}, )', source)]
+
+
 def sentences_elsewhere(source):
     """Literals with a blank in them that are not given to one of those functions."""
     given = ' '.join(argument for call in re.finditer(CALL, source)
                      for argument in arguments(source, call.end()))
+    given += ' '.join(built_into('line', source))
     literals = re.findall(LITERAL, re.sub(r'^#.*', '', source, flags=re.M))
     return {text for text in literals if ' ' in text} - set(re.findall(LITERAL, given))
 
@@ -216,6 +223,8 @@ def texts_of_code():
             text = constants.get(given[position], template(given[position]))
             if text is not None:
                 texts.add((channel, text))
+            elif given[position] == 'line':
+                texts.update((channel, template(line)) for line in built_into('line', source))
             elif given[position] != 'label':  # handed on as it was given
                 unread.append(f'{path}: {call[1]}: what text is {given[position]}?')
     # What `unsupported` makes of its reason is one reply for each reason.
