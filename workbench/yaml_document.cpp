@@ -23,7 +23,7 @@
 namespace vantrel_can_bridge::workbench {
 namespace {
 
-constexpr std::size_t kLargestFile = 1024 * 1024;  // bytes
+constexpr std::size_t kLargestFile = 4 * 1024 * 1024;  // bytes
 constexpr std::size_t kDeepestNesting = 64;
 
 // --- Bytes of a file ---

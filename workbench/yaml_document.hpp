@@ -14,7 +14,7 @@
 /// in two ways is an error, not a guess: a repeated key, a second document, a tag, an
 /// anchor, an alias or a merge key (every value stands where it is used, so nothing can
 /// refer to itself or grow when it is expanded), a directive, a byte order mark, tabs as
-/// indentation, an unclosed quote. Files of more than 1 MiB and values more than 64 levels
+/// indentation, an unclosed quote. Files of more than 4 MiB and values more than 64 levels
 /// deep are refused before they can cost time or memory.
 ///
 /// To read a file into your own type, with all of its errors in one run:

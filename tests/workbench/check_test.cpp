@@ -160,13 +160,13 @@ TEST_F(CheckFile, RefusesTheNullDevice) {
 }
 
 TEST_F(CheckFile, ReadsNoMoreThanTheLimitOfAnEndlessFile) {
-  expect_refused("/dev/zero", "has more than 1048576 bytes; expected at most that");
+  expect_refused("/dev/zero", "has more than 4194304 bytes; expected at most that");
 }
 
 TEST_F(CheckFile, RefusesAHundredMegabytesByTheirSize) {
   write("");
   fs::resize_file(path(), 100'000'000);
-  expect_refused(path(), "has 100000000 bytes; expected at most 1048576");
+  expect_refused(path(), "has 100000000 bytes; expected at most 4194304");
 }
 
 TEST_F(CheckFile, RefusesAFileThatCannotBeRead) {

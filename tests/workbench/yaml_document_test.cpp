@@ -188,8 +188,8 @@ INSTANTIATE_TEST_SUITE_P(
         Wrong{"CommentsAlone", "# a: 1\n", "f: is empty; expected a document\n"},
         Wrong{"NothingButAMark", "---\n", "f: is empty; expected a document\n"},
         Wrong{"NothingButNull", "~\n", "f: is empty; expected a document\n"},
-        Wrong{"TooLarge", std::string(1024 * 1024 + 1, '#'),
-              "f: has more than 1048576 bytes; expected at most that\n"},
+        Wrong{"TooLarge", std::string(4 * 1024 * 1024 + 1, '#'),
+              "f: has more than 4194304 bytes; expected at most that\n"},
         Wrong{"TooDeepLists", repeated("[", 65),
               "f:1:33: found more than 64 levels of lists and mappings; expected fewer\n"},
         Wrong{"HundredThousandBrackets", repeated("[", 100000),
@@ -212,7 +212,7 @@ TEST(YamlDocument, ReadsSixtyFourLevels) {
 
 TEST(YamlDocument, ReadsAsMuchAsTheLimit) {
   InputErrors errors;
-  EXPECT_TRUE(read_yaml_text("a: " + std::string(1024 * 1024 - 3, 'x'), "f", errors));
+  EXPECT_TRUE(read_yaml_text("a: " + std::string(4 * 1024 * 1024 - 3, 'x'), "f", errors));
   EXPECT_EQ(errors.lines(), "");
 }
 
