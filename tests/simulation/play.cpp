@@ -43,7 +43,7 @@ class RealStage : public Stage {
   void collect_waits() override {
     const std::string prefix = "wait: ";
     for (const std::string& line : journal_.take()) {
-      push({Kind::wait, line.substr(prefix.size())});
+      push({Kind::Wait, line.substr(prefix.size())});
     }
   }
 
@@ -69,9 +69,9 @@ class Robot {
   explicit Robot(const Case& script)
       : stage_(script),
         orchestrator_(std::make_shared<StageGateway>(stage_), script.config,
-                      channel(script.channels.debug, Kind::debug),
-                      channel(script.channels.info, Kind::info),
-                      channel(script.channels.warn, Kind::warn)) {
+                      channel(script.channels.debug, Kind::Debug),
+                      channel(script.channels.info, Kind::Info),
+                      channel(script.channels.warn, Kind::Warn)) {
     stage_.orchestrator = &orchestrator_;
   }
 

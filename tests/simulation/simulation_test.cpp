@@ -232,7 +232,7 @@ TEST(SimulationFault, ThatNeedsAStopDuringAMoveKeepsTheStop) {
 
 TEST(SimulationFault, InARecordedClawStateIsNoticed) {
   const Case small = shrunk_case_of([](Entry& entry) {
-    if (entry.kind == Kind::claws && entry.text.find('3') != std::string::npos) {
+    if (entry.kind == Kind::Claws && entry.text.find('3') != std::string::npos) {
       entry.text[entry.text.find('3')] = '4';
     }
   });
