@@ -202,6 +202,11 @@ void perform(const Step& step, const Config& config, O& target, Stage& stage) {
   } catch (const std::runtime_error& error) {
     stage.add({Kind::Exception, std::string("passed on: ") + error.what()});
   }
+}
+
+/// Puts the recorded state of every claw, and of one more, into the record.
+template <class O>
+void look_at_claws(const Config& config, O& target, Stage& stage) {
   std::string states;
   for (std::size_t claw = 0; claw <= config.claw_motor_ids.size(); ++claw) {
     states += std::to_string(static_cast<std::int32_t>(target.claw_state(claw))) + " ";
