@@ -37,12 +37,11 @@ using LogCallback = std::function<void(const std::string&)>;
 ///
 /// Requests of different groups run side by side, those of one group one after the other:
 ///
-/// | mutex             | place in the order      | held for                                |
-/// |-------------------|-------------------------|-----------------------------------------|
-/// | `light_mutex_`    | alone                   | a whole light request                   |
-/// | `actuator_mutex_` | outermost               | a whole wheel, bump or pump request, and |
-/// |                   |                         | a whole procter request, claw included  |
-/// | `claw_mutex_`     | after `actuator_mutex_` | a whole claw move or recovery           |
+/// | mutex             | place in the order      | held for                                     |
+/// |-------------------|-------------------------|----------------------------------------------|
+/// | `light_mutex_`    | alone                   | a whole light request                        |
+/// | `actuator_mutex_` | outermost               | a whole wheel, bump, pump or procter request |
+/// | `claw_mutex_`     | after `actuator_mutex_` | a whole claw move or recovery                |
 ///
 /// The gateway and the log callbacks are called with these held and must not call back.
 ///
@@ -71,17 +70,17 @@ class BottomCompatOrchestrator {
 
   /// Carries out one request, by its `cmd`:
   ///
-  /// | cmd               | handler                                          |
-  /// |-------------------|--------------------------------------------------|
-  /// | 0                 | `handle_procter`                                 |
-  /// | 2                 | `handle_operate_light`                           |
-  /// | 7                 | `handle_bump_unlock`                             |
-  /// | 8                 | `handle_wheel_control`                           |
-  /// | 9, 11             | `handle_fill_light`                              |
-  /// | 13                | `handle_end_tool_pump`                           |
-  /// | 14                | `handle_projection_light`                        |
+  /// | cmd                | handler                                          |
+  /// |--------------------|--------------------------------------------------|
+  /// | 0                  | `handle_procter`                                 |
+  /// | 2                  | `handle_operate_light`                           |
+  /// | 7                  | `handle_bump_unlock`                             |
+  /// | 8                  | `handle_wheel_control`                           |
+  /// | 9, 11              | `handle_fill_light`                              |
+  /// | 13                 | `handle_end_tool_pump`                           |
+  /// | 14                 | `handle_projection_light`                        |
   /// | 3, 4, 5, 6, 10, 12 | none: "cmd N unsupported after bottom migration" |
-  /// | any other         | none: "cmd N unknown bottom command"             |
+  /// | any other          | none: "cmd N unknown bottom command"             |
   ///
   /// Takes no mutex itself; the handler waits for its group's. A procter request blocks
   /// for its valve delays and its claw move on top of the gateway's own time, the others
@@ -329,9 +328,9 @@ class BottomCompatOrchestrator {
   [[nodiscard]] BottomCompatReply stop_all_motors(std::int64_t select, std::int32_t cmd,
                                                   std::int32_t duty);
 
+  enum class Recovery;
   /// One claw's turn in a recovery: raises it unless it is `Raised`, then lowers it, and
   /// records both. Caller holds `claw_mutex_`.
-  enum class Recovery;
   [[nodiscard]] Recovery recover_claw(std::size_t index, const Deadline& deadline);
 
   const std::shared_ptr<IBridgeGateway> gateway_;  // fixed at construction, as are:

@@ -96,7 +96,7 @@ BlockingTimes blocking_times(const RobotFile& robot) {
           std::max(procter, other_request(robot)).value(), recovery(config, attempt_time).value()};
 }
 
-std::string duration_text(std::int64_t milliseconds) {
+std::string rounded_duration_text(std::int64_t milliseconds) {
   constexpr std::int64_t kSecond = 1000;
   constexpr std::int64_t kMinute = 60 * kSecond;
   constexpr std::int64_t kHour = 60 * kMinute;

@@ -42,6 +42,6 @@ struct BlockingTimes {
 
 /// A length of time for people: "200 ms", "20.4 s", "3 min 20 s", "5 h 12 min", rounded up;
 /// "over 100 years" from there on.
-[[nodiscard]] std::string duration_text(std::int64_t milliseconds);
+[[nodiscard]] std::string rounded_duration_text(std::int64_t milliseconds);
 
 }  // namespace vantrel_can_bridge::workbench

@@ -25,7 +25,7 @@ std::string count_of(std::size_t count, const char* what) {
 }
 
 std::string up_to(std::int64_t milliseconds) {
-  const std::string duration = duration_text(milliseconds);
+  const std::string duration = rounded_duration_text(milliseconds);
   return duration.rfind("over", 0) == 0 ? duration : "up to " + duration;
 }
 
@@ -34,7 +34,8 @@ std::string attempts_text(const RobotFile& robot, const BlockingTimes& times) {
       "{} of {}", times.attempts == 1 ? "1 attempt" : fmt::format("{} attempts", times.attempts),
       up_to(times.attempt_ms));
   if (times.attempts > 1 && robot.config.claw_retry_backoff_ms > 0) {
-    text += fmt::format(", {} between two", duration_text(robot.config.claw_retry_backoff_ms));
+    text +=
+        fmt::format(", {} between two", rounded_duration_text(robot.config.claw_retry_backoff_ms));
   }
   return text;
 }
@@ -44,11 +45,11 @@ std::string recovery_text(const RobotFile& robot) {
     return "claw_emergency_recovery is false";
   }
   const std::size_t claws = robot.config.claw_motor_ids.size();
-  return claws == 0
-             ? "no claws"
-             : fmt::format(
-                   "{} raised and lowered once, with a budget of {}", count_of(claws, "claw"),
-                   duration_text(std::max<std::int64_t>(robot.config.claw_recovery_budget_ms, 1)));
+  return claws == 0 ? "no claws"
+                    : fmt::format("{} raised and lowered once, with a budget of {}",
+                                  count_of(claws, "claw"),
+                                  rounded_duration_text(std::max<std::int64_t>(
+                                      robot.config.claw_recovery_budget_ms, 1)));
 }
 
 /// How long callers can wait. The bounds mean little without what they leave out.

@@ -14,8 +14,6 @@ bool name_matches(std::string_view pattern, std::string_view name) {
   return pattern == "*" || pattern == name;
 }
 
-bool is_claw_move(std::string_view op) { return op == "claw_extend" || op == "claw_home"; }
-
 bool is_about_moves(const FaultEffect& effect) {
   return std::holds_alternative<FailMove>(effect) || std::holds_alternative<StickMove>(effect);
 }

@@ -316,7 +316,7 @@ class Inspection {
           fmt::format("is {}, and so one request can keep its caller waiting for {}: every other "
                       "request for pumps, motors and claws waits as long",
                       by_claw ? config_.claw_timeout_ms : config_.valve_switch_delay_ms,
-                      duration_text(times.request_ms)));
+                      rounded_duration_text(times.request_ms)));
     }
   }
 

@@ -54,30 +54,32 @@ int run(int argc, char** argv) {
   app.set_version_flag("--version", "bottom-workbench " BOTTOM_WORKBENCH_VERSION,
                        "Print the version and exit");
   app.require_subcommand(0, 1);  // none is answered below: CLI11 would not name a wrong one
-  app.footer("Example: bottom-workbench play scenarios/cleaning-round.yaml");
+  app.footer(
+      "Each subcommand tells more with --help.\n"
+      "Example: bottom-workbench play scenarios/cleaning-round.yaml");
 
-  const workbench::PlayCommand play(app);
-  const workbench::SendCommand send(app);
-  const workbench::SweepCommand sweep(app);
   CheckArguments check_arguments;
   const CLI::App* const check = add_check(app, check_arguments);
+  const workbench::SendCommand send(app);
+  const workbench::PlayCommand play(app);
+  const workbench::SweepCommand sweep(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
   }
-  if (play.is_chosen()) {
-    return flush_output(static_cast<int>(play.run()));
+  if (check->parsed()) {
+    return flush_output(
+        workbench::check_robots(check_arguments.robots, check_arguments.options, std::cout));
   }
   if (send.is_chosen()) {
     return flush_output(static_cast<int>(send.run()));
   }
+  if (play.is_chosen()) {
+    return flush_output(static_cast<int>(play.run()));
+  }
   if (sweep.is_chosen()) {
     return flush_output(static_cast<int>(sweep.run()));
-  }
-  if (check->parsed()) {
-    return flush_output(
-        workbench::check_robots(check_arguments.robots, check_arguments.options, std::cout));
   }
   std::cerr << app.help();
   return static_cast<int>(ExitCode::Usage);

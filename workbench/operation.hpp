@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "gateway/operate_result.hpp"
@@ -27,6 +28,9 @@ struct OperationEvent {
   TimePoint ended;
   std::string fault{};  ///< what a fault rule made of it; empty for none
 };
+
+/// Whether an operation of that name makes a claw move.
+[[nodiscard]] bool is_claw_move(std::string_view op);
 
 /// Bytes for people: "01 ab", and "" for none.
 [[nodiscard]] std::string hex(const Bytes& bytes);

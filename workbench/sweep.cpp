@@ -9,6 +9,7 @@
 
 #include "workbench/device_values.hpp"
 #include "workbench/duration_text.hpp"
+#include "workbench/operation.hpp"
 #include "workbench/player.hpp"
 #include "workbench/simulated_time.hpp"
 
@@ -16,8 +17,6 @@ namespace vantrel_can_bridge::workbench {
 namespace {
 
 using std::chrono::nanoseconds;
-
-bool is_claw_move(const std::string& op) { return op == "claw_extend" || op == "claw_home"; }
 
 /// What the undisturbed run consists of, in its order.
 class Outline final : public IEventSink {

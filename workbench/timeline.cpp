@@ -32,10 +32,6 @@ constexpr std::array<Quantity, 8> kQuantities = {{
     {"action", DeviceKind::Claw, 1000},
 }};
 
-bool is_claw_move(const OperationBegun& begun) {
-  return begun.op == "claw_extend" || begun.op == "claw_home";
-}
-
 std::string operation_text(const OperationBegun& begun) {
   std::string text = fmt::format("{}/{} {}", begun.board, begun.device, begun.op);
   if (!begun.payload.empty()) {
@@ -113,7 +109,7 @@ struct TimelineBuilder::Handler {
     TimelineBar bar{now, now, Outcome::Unfinished, begun.op, operation_text(begun)};
     builder.operations_[begun.operation] =
         builder.add_bar(begun.activity, event.thread, &ActivityLane::operations, std::move(bar));
-    if (is_claw_move(begun)) {
+    if (is_claw_move(begun.op)) {
       count_attempt(begun);
     }
   }

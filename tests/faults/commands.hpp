@@ -45,7 +45,8 @@ inline BottomCompatReply clear(Robot& robot) {
   return success();
 }
 
-/// Every command, in each of its courses that send different operations, and both events.
+/// Every command, in each of its courses that send different operations, the one sequence
+/// that no command uses, and both events.
 inline std::vector<Command> every_command() {
   std::vector<Command> commands;
   const auto add = [&commands](const char* name, auto fill) {
@@ -90,6 +91,9 @@ inline std::vector<Command> every_command() {
       {"ClawAlreadyThere",
        [](Robot& robot) { ASSERT_TRUE(robot->claw_execute(3, ClawState::Raised).success); },
        [](Robot& robot) { return robot->claw_execute(3, ClawState::Raised); }});
+  commands.push_back({"PumpsAndTheirValves", nullptr, [](Robot& robot) {
+                        return robot->operate_pump_select({1, 3}, {0, 1}, 0, 1, 50);
+                      }});
   commands.push_back({"Stop", nullptr, stop});
   commands.push_back({"Clear",
                       [](Robot& robot) {

@@ -26,18 +26,18 @@ struct Answer {
 
 /// Something that happens in the middle of a step.
 enum class Happening {
-  stop,       ///< the emergency stop is raised
-  clear,      ///< the emergency stop is cleared
-  exception,  ///< the gateway or the log callback throws (not in a wait)
-  interrupt,  ///< the next wait is cut short by a signal (once more)
-  failure,    ///< the next wait fails at once with another error
+  Stop,       ///< the emergency stop is raised
+  Clear,      ///< the emergency stop is cleared
+  Exception,  ///< the gateway or the log callback throws (not in a wait)
+  Interrupt,  ///< the next wait is cut short by a signal (once more)
+  Failure,    ///< the next wait fails at once with another error
 };
 
-enum class Place { call, wait, line };
+enum class Place { Call, Wait, Line };
 
 struct Incident {
-  Happening what = Happening::stop;
-  Place where = Place::call;
+  Happening what = Happening::Stop;
+  Place where = Place::Call;
   std::int64_t number = 1;  ///< in the `number`th call, wait or log line of the step
 };
 

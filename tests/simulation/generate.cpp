@@ -323,9 +323,9 @@ Answer random_answer(Dice& dice) {
 
 Incident random_incident(Dice& dice) {
   Incident incident;
-  incident.what = dice.one_of({Happening::stop, Happening::stop, Happening::stop, Happening::clear,
-                               Happening::exception, Happening::interrupt, Happening::failure});
-  incident.where = dice.one_of({Place::call, Place::wait, Place::line});
+  incident.what = dice.one_of({Happening::Stop, Happening::Stop, Happening::Stop, Happening::Clear,
+                               Happening::Exception, Happening::Interrupt, Happening::Failure});
+  incident.where = dice.one_of({Place::Call, Place::Wait, Place::Line});
   incident.number = static_cast<std::int64_t>(1 + dice.below(dice.percent(70) ? 4 : 30));
   return incident;
 }

@@ -12,11 +12,11 @@ bool starts_with(const std::string& text, const std::string& start) {
 
 bool moves_claw(const Entry& entry) { return entry.op == "claw_extend" || entry.op == "claw_home"; }
 bool is_claw_call(const Entry& entry) {
-  return entry.kind == Kind::call && (moves_claw(entry) || entry.op == "claw_query_state");
+  return entry.kind == Kind::Call && (moves_claw(entry) || entry.op == "claw_query_state");
 }
 bool threw(const Record& record) {
   return std::any_of(record.begin(), record.end(),
-                     [](const Entry& entry) { return entry.kind == Kind::exception; });
+                     [](const Entry& entry) { return entry.kind == Kind::Exception; });
 }
 
 /// Called without the claw's mutex, at the caller's own risk.
@@ -47,7 +47,7 @@ Invariants::Invariants(const Case& script) : config_(script.config) {
 
 std::optional<std::string> Invariants::broken_by(const Step& step, const Record& record) {
   for (const Entry& entry : record) {
-    waits_disturbed_ = waits_disturbed_ || (entry.kind == Kind::armed && entry.text == "fails");
+    waits_disturbed_ = waits_disturbed_ || (entry.kind == Kind::Armed && entry.text == "fails");
   }
   if (auto broken = states_are_confirmed(step, record)) return broken;
   if (auto broken = stops_hold(step, record)) return broken;
@@ -60,7 +60,7 @@ std::optional<std::string> Invariants::broken_by(const Step& step, const Record&
 // A reply has code 0 with success and code 1 with failure.
 Invariants::Broken Invariants::replies_agree(const Record& record) const {
   for (const Entry& entry : record) {
-    if (entry.kind == Kind::reply && entry.number != (entry.success ? 0 : 1)) {
+    if (entry.kind == Kind::Reply && entry.number != (entry.success ? 0 : 1)) {
       return "a reply has code 0 exactly with success";
     }
   }
@@ -74,15 +74,15 @@ Invariants::Broken Invariants::operations_end(const Record& record) const {
   const std::string end = "operate end: ";
   std::vector<Entry> open;
   for (const Entry& entry : record) {
-    if (entry.kind == Kind::back && !entry.text.empty()) {
+    if (entry.kind == Kind::Back && !entry.text.empty()) {
       while (!open.empty() && open.back().depth > entry.depth) {
         open.pop_back();
       }
     }
-    if (entry.kind == Kind::debug && starts_with(entry.text, begin)) {
+    if (entry.kind == Kind::Debug && starts_with(entry.text, begin)) {
       open.push_back(entry);
     }
-    if (entry.kind == Kind::debug && starts_with(entry.text, end)) {
+    if (entry.kind == Kind::Debug && starts_with(entry.text, end)) {
       if (open.empty() || open.back().depth != entry.depth) {
         return "every \"operate end\" has its \"operate begin\"";
       }
@@ -108,14 +108,14 @@ Invariants::Broken Invariants::stops_hold(const Step& step, const Record& record
   bool on_its_way = false;
   bool excused = false;
   for (const Entry& entry : record) {
-    if (entry.kind == Kind::debug && starts_with(entry.text, "operate begin: tools_claw claw_")) {
+    if (entry.kind == Kind::Debug && starts_with(entry.text, "operate begin: tools_claw claw_")) {
       on_its_way = true;
-    } else if (entry.kind == Kind::stop) {
+    } else if (entry.kind == Kind::Stop) {
       stopped_ = true;
       excused = on_its_way;
-    } else if (entry.kind == Kind::clear) {
+    } else if (entry.kind == Kind::Clear) {
       stopped_ = false;
-    } else if (entry.kind == Kind::call && moves_claw(entry)) {
+    } else if (entry.kind == Kind::Call && moves_claw(entry)) {
       const bool direct = step.operation == "claw_try_once" && entry.depth == 0;
       if (stopped_ && !excused && !direct) {
         return "no claw moves after a stop until it clears";
@@ -141,11 +141,11 @@ Invariants::Broken Invariants::valves_guard_pumps(const Step& step, const Record
     if (entry.depth > 0) {
       continue;
     }
-    if (entry.kind == Kind::answer) {
+    if (entry.kind == Kind::Answer) {
       before = entry;
       before_payload = payload;
     }
-    if (entry.kind != Kind::call) {
+    if (entry.kind != Kind::Call) {
       continue;
     }
     payload = entry.bytes;
@@ -184,7 +184,7 @@ Invariants::Broken Invariants::one_claw_at_a_time(const Step& step, const Record
       } else if (moving != entry.device) {
         return "the claw that is asked is the one that moves";
       }
-    } else if (entry.kind == Kind::answer || entry.kind == Kind::exception) {
+    } else if (entry.kind == Kind::Answer || entry.kind == Kind::Exception) {
       in_flight = false;
     }
   }
@@ -209,12 +209,12 @@ void Invariants::follow_claws(const Step& step, const Record& record) {
   bool stopped = stopped_ && step.operation != "on_emergency_recovered";
   Claw* just_confirmed = nullptr;
   for (const Entry& entry : record) {
-    if (entry.kind == Kind::clear) stopped = false;
-    if (entry.kind == Kind::stop) {
+    if (entry.kind == Kind::Clear) stopped = false;
+    if (entry.kind == Kind::Stop) {
       stopped = true;
       if (just_confirmed != nullptr && is_recovery(step, entry)) just_confirmed->certain = false;
     }
-    if (entry.kind == Kind::call) just_confirmed = nullptr;
+    if (entry.kind == Kind::Call) just_confirmed = nullptr;
     if (is_unlocked_claw_step(step) && entry.depth == 0) {
       continue;
     }
@@ -222,8 +222,8 @@ void Invariants::follow_claws(const Step& step, const Record& record) {
       if (claw.device != entry.device) {
         continue;
       }
-      if (entry.kind == Kind::call && moves_claw(entry)) claw.move = entry.op;
-      if (entry.kind == Kind::answer && entry.op == "claw_query_state") {
+      if (entry.kind == Kind::Call && moves_claw(entry)) claw.move = entry.op;
+      if (entry.kind == Kind::Answer && entry.op == "claw_query_state") {
         confirm(claw, entry, stopped && is_recovery(step, entry));
         just_confirmed = claw.confirmed_now ? &claw : nullptr;
       }

@@ -11,16 +11,16 @@ namespace {
 
 constexpr std::int64_t kMs = 1'000'000;
 
-Entry debug(std::string text) { return {Kind::debug, std::move(text)}; }
+Entry debug(std::string text) { return {Kind::Debug, std::move(text)}; }
 Entry call(std::string device, std::string op, Bytes payload = {}, std::int64_t at_ms = 0) {
-  Entry entry{Kind::call, "clean", std::move(device), std::move(op), std::move(payload)};
+  Entry entry{Kind::Call, "clean", std::move(device), std::move(op), std::move(payload)};
   entry.at = at_ms * kMs;
   return entry;
 }
 Entry answer(std::string device, std::string op, Bytes data = {}, bool success = true) {
-  return {Kind::answer, "", std::move(device), std::move(op), std::move(data), success};
+  return {Kind::Answer, "", std::move(device), std::move(op), std::move(data), success};
 }
-Entry claws(std::string states) { return {Kind::claws, std::move(states)}; }
+Entry claws(std::string states) { return {Kind::Claws, std::move(states)}; }
 Entry deeper(Entry entry) {
   entry.depth = 1;
   return entry;
@@ -31,10 +31,10 @@ Record operator+(Record a, const Record& b) {
   return a;
 }
 
-const Entry kStop{Kind::stop};
-const Entry kClear{Kind::clear};
-const Entry kBack{Kind::back};
-const Entry kThrown{Kind::exception, "gateway gone"};
+const Entry kStop{Kind::Stop};
+const Entry kClear{Kind::Clear};
+const Entry kBack{Kind::Back};
+const Entry kThrown{Kind::Exception, "gateway gone"};
 const Record kExtend = {call("motor11", "claw_extend"), answer("motor11", "claw_extend")};
 const Record kHome = {call("motor11", "claw_home"), answer("motor11", "claw_home")};
 const Record kExtended = {call("motor11", "claw_query_state"),
@@ -65,7 +65,7 @@ std::string broken(std::vector<std::pair<std::string, Record>> steps) {
     Step step;
     step.operation = operation;
     step.arguments.target = 1;
-    if (record.empty() || record.back().kind != Kind::claws) {
+    if (record.empty() || record.back().kind != Kind::Claws) {
       record.push_back(claws("0 0 0 "));
     }
     last = invariants.broken_by(step, record).value_or("");
@@ -75,7 +75,7 @@ std::string broken(std::vector<std::pair<std::string, Record>> steps) {
 
 TEST(Invariants, ReplyCodeSaysSuccess) {
   const auto reply = [](bool success, std::int64_t code) {
-    return broken({{"handle", {{Kind::reply, "", {}, {}, {}, success, code}}}});
+    return broken({{"handle", {{Kind::Reply, "", {}, {}, {}, success, code}}}});
   };
   EXPECT_EQ(reply(true, 0), "");
   EXPECT_EQ(reply(false, 1), "");
@@ -96,7 +96,7 @@ TEST(Invariants, OperationsEndUnderTheirLabel) {
   EXPECT_NE(record({begin, debug("operate end: led rgb=2 success=true message=")}), "");
   EXPECT_EQ(record({begin, kThrown}), "") << "the gateway threw";
   EXPECT_EQ(
-      record({begin, kStop, deeper(begin), deeper(kThrown), {Kind::back, "gateway gone"}, end}),
+      record({begin, kStop, deeper(begin), deeper(kThrown), {Kind::Back, "gateway gone"}, end}),
       "");
   EXPECT_NE(record({begin, kStop, deeper(end), kBack}), "");
 }
@@ -133,7 +133,7 @@ TEST(Invariants, PumpStartsBehindOpenAndSettledValves) {
   EXPECT_NE(record(start_after(200)), "");
   EXPECT_NE(record(kOpenFails + start_after(200)), "");
   EXPECT_NE(record(kStopped + close_after(200) + start_after(400)), "");
-  EXPECT_EQ(record(Record{{Kind::armed, "fails"}} + kOpen + start_after(0)), "");
+  EXPECT_EQ(record(Record{{Kind::Armed, "fails"}} + kOpen + start_after(0)), "");
   EXPECT_EQ(broken({{"operate_pump_select", start_after(0)}}), "") << "asks for no delay";
 }
 

@@ -77,7 +77,7 @@ void ModelStage::advance_ms(std::int64_t duration) {
 }
 
 void ModelStage::wait_ms(std::int64_t length) {
-  add({Kind::wait, text(length) + "ms"});
+  add({Kind::Wait, text(length) + "ms"});
   if (fail_) {
     fail_ = false;
     return;
@@ -86,7 +86,7 @@ void ModelStage::wait_ms(std::int64_t length) {
   for (; interrupts_ > 0; --interrupts_) {
     now_ = limited(Wide{now_} + kInterruptAfterNs);
     rest -= kInterruptAfterNs;
-    add({Kind::wait, text(rest / 1'000'000'000) + "s+" + text(rest % 1'000'000'000) + "ns"});
+    add({Kind::Wait, text(rest / 1'000'000'000) + "s+" + text(rest % 1'000'000'000) + "ns"});
   }
   now_ = limited(Wide{now_} + rest);
   waited();
@@ -119,19 +119,19 @@ BottomCompatReply Model::unsupported(std::int32_t cmd, const std::string& reason
 
 void Model::debug_log(const std::string& line) const {
   if (channels_.debug) {
-    stage_.line(Kind::debug, line);
+    stage_.line(Kind::Debug, line);
   }
 }
 
 void Model::log_info(const std::string& line) const {
   if (channels_.info) {
-    stage_.line(Kind::info, line);
+    stage_.line(Kind::Info, line);
   }
 }
 
 void Model::log_warn(const std::string& line) const {
   if (channels_.warn) {
-    stage_.line(Kind::warn, line);
+    stage_.line(Kind::Warn, line);
   }
 }
 

@@ -14,17 +14,17 @@ namespace vantrel_can_bridge::test::simulation {
 
 // What an operation returned, into the record.
 inline void returned(Stage& stage, const business_layer::bottom_compat::BottomCompatReply& reply) {
-  stage.add({Kind::reply, reply.message, {}, {}, {}, reply.success, reply.code});
+  stage.add({Kind::Reply, reply.message, {}, {}, {}, reply.success, reply.code});
 }
 inline void returned(Stage& stage, const OperateResult& result) {
-  stage.add({Kind::result, result.message, {}, {}, result.data, result.success});
+  stage.add({Kind::Result, result.message, {}, {}, result.data, result.success});
 }
-inline void returned(Stage& stage, const std::string& text) { stage.add({Kind::result, text}); }
+inline void returned(Stage& stage, const std::string& text) { stage.add({Kind::Result, text}); }
 inline void returned(Stage& stage, const Bytes& bytes) {
-  stage.add({Kind::result, {}, {}, {}, bytes});
+  stage.add({Kind::Result, {}, {}, {}, bytes});
 }
 inline void returned(Stage& stage, std::int64_t number) {
-  stage.add({Kind::result, {}, {}, {}, {}, false, number});
+  stage.add({Kind::Result, {}, {}, {}, {}, false, number});
 }
 
 /// A direct call sees its arguments narrowed to the widths that it takes, and the index of
@@ -200,13 +200,18 @@ void perform(const Step& step, const Config& config, O& target, Stage& stage) {
   try {
     operation(Call<O>{target, config, step.request, step.arguments, stage});
   } catch (const std::runtime_error& error) {
-    stage.add({Kind::exception, std::string("passed on: ") + error.what()});
+    stage.add({Kind::Exception, std::string("passed on: ") + error.what()});
   }
+}
+
+/// Puts the recorded state of every claw, and of one more, into the record.
+template <class O>
+void look_at_claws(const Config& config, O& target, Stage& stage) {
   std::string states;
   for (std::size_t claw = 0; claw <= config.claw_motor_ids.size(); ++claw) {
     states += std::to_string(static_cast<std::int32_t>(target.claw_state(claw))) + " ";
   }
-  stage.add({Kind::claws, states});
+  stage.add({Kind::Claws, states});
 }
 
 }  // namespace vantrel_can_bridge::test::simulation

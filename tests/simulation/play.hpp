@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "compat/bottom_compat_orchestrator.hpp"
 #include "tests/simulation/case.hpp"
 #include "tests/simulation/stage.hpp"
 
@@ -24,11 +25,12 @@ using Distortion = std::function<void(Entry&)>;
 using Observer = std::function<void(const Step&, const Record&)>;
 
 /// Plays `script` on a new orchestrator and on a new model, and ends at the first step
-/// after which their records differ or an invariant is broken.
-///
-/// The claw states are read, and a light and an actuator request made, after every step:
-/// a mutex that the step left locked hangs there.
+/// after which a lock is left, their records differ, or an invariant is broken.
 std::optional<Failure> play(const Case& script, const Distortion& distort = {},
                             const Observer& observe = {});
+
+/// Whether no mutex of `robot` is held. A program without `tests/support/held_lock.cpp` waits
+/// for one that is, and that for ever.
+bool locks_are_free(business_layer::bottom_compat::BottomCompatOrchestrator& robot);
 
 }  // namespace vantrel_can_bridge::test::simulation

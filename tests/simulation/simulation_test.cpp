@@ -14,9 +14,11 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "tests/simulation/case_text.hpp"
 #include "tests/simulation/generate.hpp"
@@ -33,7 +35,7 @@ struct Options {
 };
 Options options;  // NOLINT: read from the command line before the tests run
 
-// --- A step that never ends (a mutex that was left locked, a loop) ends the program ---
+// --- A step that never ends ends the program ---
 
 constexpr unsigned kLongestCaseSeconds = 30;  // one takes milliseconds
 char hang_message[100];                       // NOLINT: a signal handler can look nowhere else
@@ -172,6 +174,33 @@ TEST(Simulation, AgreesOnTheLongestWaitInterruptedTwice) {
 
 // --- The simulation finds a fault, and says what it is ---
 
+/// Looks at the orchestrator's locks from where one of them is held.
+class ProbingGateway : public business_layer::IBridgeGateway {
+ public:
+  OperateResult operate(const std::string&, const std::string&, const std::string&,
+                        const Bytes&) override {
+    free.push_back(locks_are_free(*robot));
+    return {false, {}, "refused"};
+  }
+  business_layer::bottom_compat::BottomCompatOrchestrator* robot = nullptr;
+  std::vector<bool> free;
+};
+
+TEST(SimulationFault, OfALockThatIsHeldIsNoticed) {
+  Config config;
+  config.claw_motor_ids = {1};
+  const auto gateway = std::make_shared<ProbingGateway>();
+  business_layer::bottom_compat::BottomCompatOrchestrator robot(gateway, config, {}, {}, {});
+  gateway->robot = &robot;
+
+  EXPECT_FALSE(robot.handle_fill_light({}).success);
+  EXPECT_FALSE(robot.handle_wheel_control({}).success);
+  EXPECT_FALSE(robot.claw_execute(0, business_layer::bottom_compat::ClawState::Raised).success);
+
+  EXPECT_EQ(gateway->free, (std::vector<bool>{false, false, false}));
+  EXPECT_TRUE(locks_are_free(robot));
+}
+
 /// The expected texts, each `from` in them replaced by `to`.
 Distortion replacing(std::string from, std::string to) {
   return [from = std::move(from), to = std::move(to)](Entry& entry) {
@@ -232,7 +261,7 @@ TEST(SimulationFault, ThatNeedsAStopDuringAMoveKeepsTheStop) {
 
 TEST(SimulationFault, InARecordedClawStateIsNoticed) {
   const Case small = shrunk_case_of([](Entry& entry) {
-    if (entry.kind == Kind::claws && entry.text.find('3') != std::string::npos) {
+    if (entry.kind == Kind::Claws && entry.text.find('3') != std::string::npos) {
       entry.text[entry.text.find('3')] = '4';
     }
   });

@@ -12,33 +12,33 @@ constexpr std::int64_t kMostCalls = 250;
 
 const char* name(Kind kind) {
   switch (kind) {
-    case Kind::debug:
+    case Kind::Debug:
       return "debug";
-    case Kind::info:
+    case Kind::Info:
       return "info";
-    case Kind::warn:
+    case Kind::Warn:
       return "warn";
-    case Kind::call:
+    case Kind::Call:
       return "call";
-    case Kind::answer:
+    case Kind::Answer:
       return "answer";
-    case Kind::wait:
+    case Kind::Wait:
       return "wait";
-    case Kind::stop:
+    case Kind::Stop:
       return "emergency stop";
-    case Kind::clear:
+    case Kind::Clear:
       return "emergency clear";
-    case Kind::back:
+    case Kind::Back:
       return "back";
-    case Kind::exception:
+    case Kind::Exception:
       return "exception";
-    case Kind::armed:
+    case Kind::Armed:
       return "next wait";
-    case Kind::reply:
+    case Kind::Reply:
       return "reply";
-    case Kind::result:
+    case Kind::Result:
       return "result";
-    case Kind::claws:
+    case Kind::Claws:
       return "claws";
   }
   return "?";
@@ -63,10 +63,10 @@ bool operator==(const Entry& a, const Entry& b) { return fields(a) == fields(b);
 
 std::string show(const Entry& entry) {
   std::string out = std::string(static_cast<std::size_t>(entry.depth) * 2, ' ') + name(entry.kind);
-  if (entry.kind == Kind::answer || entry.kind == Kind::reply) {
+  if (entry.kind == Kind::Answer || entry.kind == Kind::Reply) {
     out += entry.success ? " success" : " failure";
   }
-  if (entry.kind == Kind::reply || entry.kind == Kind::result) {
+  if (entry.kind == Kind::Reply || entry.kind == Kind::Result) {
     out += " " + std::to_string(entry.number);
   }
   out += ": " + entry.text;
@@ -76,7 +76,7 @@ std::string show(const Entry& entry) {
   for (const std::uint8_t byte : entry.bytes) {
     out += " " + std::to_string(byte);
   }
-  return out + (entry.kind == Kind::wait ? "" : " @" + std::to_string(entry.at));
+  return out + (entry.kind == Kind::Wait ? "" : " @" + std::to_string(entry.at));
 }
 
 void Stage::begin(const Step& step) {
@@ -91,7 +91,7 @@ Record Stage::finish() {
 
 void Stage::push(Entry entry) {
   entry.depth = depth_;
-  entry.at = entry.kind == Kind::wait ? 0 : now();
+  entry.at = entry.kind == Kind::Wait ? 0 : now();
   record_.push_back(std::move(entry));
 }
 
@@ -102,34 +102,34 @@ void Stage::add(Entry entry) {
 
 void Stage::line(Kind channel, const std::string& text) {
   add({channel, text});
-  happen(Place::line, ++lines_);
+  happen(Place::Line, ++lines_);
 }
 
 void Stage::waited() {
   collect_waits();
-  happen(Place::wait, ++waits_);
+  happen(Place::Wait, ++waits_);
 }
 
 OperateResult Stage::call(const std::string& board, const std::string& device,
                           const std::string& op, const Bytes& payload) {
   const std::int64_t number = ++calls_;
-  add({Kind::call, board, device, op, payload});
+  add({Kind::Call, board, device, op, payload});
   if (op == "claw_extend" || op == "claw_home") {
     last_move_ = op;
   }
   if (number > kMostCalls) {
-    add({Kind::exception, "too many calls"});
+    add({Kind::Exception, "too many calls"});
     throw std::runtime_error("too many calls");
   }
   const Answer answer = next_answer();
   advance_ms(answer.latency_ms);
-  happen(Place::call, number);
+  happen(Place::Call, number);
 
   OperateResult result{answer.success, answer.data, answer.message};
   if (answer.confirms && op == "claw_query_state") {
     result.data = last_move_ == "claw_extend" ? Bytes{3, 2} : Bytes{4, 1};
   }
-  add({Kind::answer, result.message, device, op, result.data, result.success});
+  add({Kind::Answer, result.message, device, op, result.data, result.success});
   return result;
 }
 
@@ -152,30 +152,30 @@ void Stage::happen(Place where, std::int64_t number) {
 
 void Stage::happen(const Incident& incident) {
   switch (incident.what) {
-    case Happening::stop:
-      return enter(Happening::stop);
-    case Happening::clear:
-      return may_clear() ? enter(Happening::clear) : void();
-    case Happening::exception:
-      if (incident.where != Place::wait) {
-        const char* what = incident.where == Place::call ? "gateway gone" : "log full";
-        add({Kind::exception, what});
+    case Happening::Stop:
+      return enter(Happening::Stop);
+    case Happening::Clear:
+      return may_clear() ? enter(Happening::Clear) : void();
+    case Happening::Exception:
+      if (incident.where != Place::Wait) {
+        const char* what = incident.where == Place::Call ? "gateway gone" : "log full";
+        add({Kind::Exception, what});
         throw std::runtime_error(what);
       }
       return;
-    case Happening::interrupt:
-      add({Kind::armed, "interrupted"});
+    case Happening::Interrupt:
+      add({Kind::Armed, "interrupted"});
       return interrupt_next_wait();
-    case Happening::failure:
-      add({Kind::armed, "fails"});
+    case Happening::Failure:
+      add({Kind::Armed, "fails"});
       return fail_next_wait();
   }
 }
 
 // The event comes from another thread, which takes its exceptions with it.
 void Stage::enter(Happening what) {
-  const bool clears = what == Happening::clear;
-  add({clears ? Kind::clear : Kind::stop});
+  const bool clears = what == Happening::Clear;
+  add({clears ? Kind::Clear : Kind::Stop});
   ++depth_;
   clearing_ += clears ? 1 : 0;
   std::string thrown;
@@ -187,7 +187,7 @@ void Stage::enter(Happening what) {
   collect_waits();
   clearing_ -= clears ? 1 : 0;
   --depth_;
-  add({Kind::back, thrown});
+  add({Kind::Back, thrown});
 }
 
 bool Stage::may_clear() const {

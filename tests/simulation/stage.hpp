@@ -10,25 +10,25 @@
 namespace vantrel_can_bridge::test::simulation {
 
 enum class Kind {
-  debug,
-  info,
-  warn,
-  call,       ///< text: board
-  answer,     ///< of the call before it; text: message
-  wait,       ///< text: its length
-  stop,       ///< the emergency stop is raised in the middle of a step ...
-  clear,      ///< ... or cleared
-  back,       ///< the step goes on after either
-  exception,  ///< thrown by the gateway or a callback; text: what
-  armed,      ///< the next wait is to be disturbed; text: how
-  reply,      ///< number: code; text: message
-  result,     ///< what an operation without a reply returned
-  claws,      ///< all recorded claw states, after the step
+  Debug,
+  Info,
+  Warn,
+  Call,       ///< text: board
+  Answer,     ///< of the call before it; text: message
+  Wait,       ///< text: its length
+  Stop,       ///< the emergency stop is raised in the middle of a step ...
+  Clear,      ///< ... or cleared
+  Back,       ///< the step goes on after either
+  Exception,  ///< thrown by the gateway or a callback; text: what
+  Armed,      ///< the next wait is to be disturbed; text: how
+  Reply,      ///< number: code; text: message
+  Result,     ///< what an operation without a reply returned
+  Claws,      ///< all recorded claw states, after the step
 };
 
 /// One thing that was seen. Fields that a kind does not use are empty.
 struct Entry {
-  Kind kind = Kind::debug;
+  Kind kind = Kind::Debug;
   std::string text = {};
   std::string device = {};
   std::string op = {};

@@ -201,16 +201,16 @@ TEST(BlockingTimes, StopAtTheLargestNumber) {
 }
 
 TEST(DurationText, RoundsUpInUnitsForPeople) {
-  EXPECT_EQ(duration_text(0), "0 ms");
-  EXPECT_EQ(duration_text(999), "999 ms");
-  EXPECT_EQ(duration_text(1000), "1 s");
-  EXPECT_EQ(duration_text(20'450), "20.45 s");
-  EXPECT_EQ(duration_text(119'999), "119.999 s");
-  EXPECT_EQ(duration_text(120'000), "120 s");
-  EXPECT_EQ(duration_text(120'001), "2 min 1 s");
-  EXPECT_EQ(duration_text(3'600'000), "60 min 0 s");
-  EXPECT_EQ(duration_text(3'600'001), "1 h 1 min");
-  EXPECT_EQ(duration_text(kMost), "over 100 years");
+  EXPECT_EQ(rounded_duration_text(0), "0 ms");
+  EXPECT_EQ(rounded_duration_text(999), "999 ms");
+  EXPECT_EQ(rounded_duration_text(1000), "1 s");
+  EXPECT_EQ(rounded_duration_text(20'450), "20.45 s");
+  EXPECT_EQ(rounded_duration_text(119'999), "119.999 s");
+  EXPECT_EQ(rounded_duration_text(120'000), "120 s");
+  EXPECT_EQ(rounded_duration_text(120'001), "2 min 1 s");
+  EXPECT_EQ(rounded_duration_text(3'600'000), "60 min 0 s");
+  EXPECT_EQ(rounded_duration_text(3'600'001), "1 h 1 min");
+  EXPECT_EQ(rounded_duration_text(kMost), "over 100 years");
 }
 
 }  // namespace

@@ -24,12 +24,13 @@ constexpr const char* kUsage =
     "  --version                   Print the version and exit\n"
     "\n"
     "Subcommands:\n"
-    "  play                        Play scenario files and check what they expect\n"
+    "  check                       Check robot files: errors, and values that a robot dislikes\n"
     "  send                        Send one request to simulated boards\n"
+    "  play                        Play scenario files and check what they expect\n"
     "  sweep                       Play a scenario with a stop or a failure at every point, and "
     "check rules\n"
-    "  check                       Check robot files: errors, and values that a robot dislikes\n"
     "\n"
+    "Each subcommand tells more with --help.\n"
     "Example: bottom-workbench play scenarios/cleaning-round.yaml\n";
 
 TEST(Program, PrintsItsUsageWhenNothingIsAsked) {
@@ -54,7 +55,7 @@ TEST(Program, PrintsItsVersion) {
 }
 
 TEST(Program, PrintsTheHelpOfEachSubcommandWithAnExample) {
-  for (const std::string command : {"play", "send", "sweep", "check"}) {
+  for (const std::string command : {"check", "send", "play", "sweep"}) {
     const ProgramRun program = run({command, "--help"});
     EXPECT_EQ(program.exit_code, 0);
     EXPECT_THAT(program.out, HasSubstr("Usage: bottom-workbench " + command + " [OPTIONS]"));
@@ -75,7 +76,7 @@ ProgramRun run_example(const std::string& command) {
 }
 
 TEST(Program, GivesExamplesThatWork) {
-  for (const std::string command : {"", "play", "send", "sweep", "check"}) {
+  for (const std::string command : {"", "check", "send", "play", "sweep"}) {
     const ProgramRun program = run_example(command);
     EXPECT_EQ(program.exit_code, 0) << command << program.out;
     EXPECT_EQ(program.err, "");

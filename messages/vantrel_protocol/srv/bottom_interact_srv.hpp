@@ -8,8 +8,9 @@ namespace vantrel_protocol::srv {
 /// command, of which a command reads its own and ignores the rest.
 ///
 /// Stands in for the record of the generated message package. A bridge that has
-/// that package puts its include path before ours; only the names and the types
-/// of these fields matter to the orchestrator, which reads them and no others.
+/// that package compiles the component against the package's record instead, see
+/// docs/embedding.md; only the names and the types of these fields matter to the
+/// orchestrator, which reads them and no others.
 struct BottomInteractSrv_Request {
   /// Command code, 0 to 14; see `BottomCompatOrchestrator::handle`.
   std::int32_t cmd = 0;

@@ -1,4 +1,4 @@
-// Tests of faults run on one thread: a lock that is taken when it is asked for was left
+// For tests that run on one thread: a lock that is taken when it is asked for was left
 // behind, and waiting for it would be forever. Here the wait fails instead, and with it
 // the test that sees the system error.
 
