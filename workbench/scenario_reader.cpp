@@ -426,8 +426,7 @@ bool read_scenario_robot(MappingReader& keys, Scenario& scenario, InputErrors& e
   if (!keys.required("robot", scenario.robot_file)) {
     return false;
   }
-  const std::filesystem::path folder = std::filesystem::path(scenario.file).parent_path();
-  const auto robot = read_changed_robot((folder / scenario.robot_file).string(), changes, errors);
+  const auto robot = read_changed_robot(scenario.robot_path().string(), changes, errors);
   if (robot) {
     set_robot(scenario, *robot);
   }

@@ -253,7 +253,12 @@ TEST_F(Program, TakesTheSeedFromTheCommandLine) {
   const std::string one = run({"play", file, "--seed", "1"}).out;
   EXPECT_EQ(run({"play", file, "--seed", "1"}).out, one);
   EXPECT_NE(run({"play", file, "--seed", "2"}).out, one);
-  EXPECT_EQ(run({"play", file, "--seed", "x"}).exit_code, 2);
+  for (const std::string wrong : {"x", "", "-1", "+1", "010", "0x10", "9223372036854775808"}) {
+    const ProgramRun played = run({"play", file, "--seed", wrong});
+    EXPECT_EQ(played.exit_code, 2);
+    EXPECT_THAT(played.err, StartsWith("--seed: found \"" + wrong + "\"; expected an integer"));
+  }
+  EXPECT_EQ(run({"play", file, "--seed", "9223372036854775807"}).exit_code, 0);
 }
 
 TEST_F(Program, ShowsTheBoardsAtTheEnd) {
@@ -294,6 +299,16 @@ TEST_P(InterruptedPlay, EndsCleanlyWithARecordingOfWhatWas) {
                                            "    expect:\n"
                                            "      reply: {success: true, message: \"\"}\n"));
   EXPECT_THAT(content(recorded), testing::Not(HasSubstr("wait_until")));
+}
+
+TEST_F(Program, PlaysNoFurtherScenarioWhenItIsInterrupted) {
+  const std::string endless = write_scenario("long.yaml", kEndless, "time_limit: 1000 h\n");
+  const std::string pump = write_scenario("on.yaml", kPumpOn);
+  const ProgramRun played = interrupt({"play", pump, endless, pump}, "now it waits");
+  EXPECT_EQ(played.exit_code, 130);
+  EXPECT_THAT(played.out, testing::EndsWith("✘ " + endless +
+                                            ": 0 expectations held, interrupted\n"
+                                            "✘ 0 of 3 scenarios failed, interrupted\n"));
 }
 
 TEST_F(Program, EndsASweepCleanlyWhenItIsInterrupted) {
@@ -372,6 +387,9 @@ TEST_F(Program, FailsWhenItsOutputIsLost) {
       "/bin/sh", {"-c", "\"$0\" play \"$1\" >/dev/full", BOTTOM_WORKBENCH, file});
   EXPECT_EQ(played.exit_code, 2);
   EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
+  const ProgramRun helped = vantrel_can_bridge::test::run_program(
+      "/bin/sh", {"-c", "\"$0\" --help >/dev/full", BOTTOM_WORKBENCH});
+  EXPECT_EQ(helped.exit_code, 2);
 }
 
 }  // namespace
