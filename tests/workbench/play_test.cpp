@@ -200,6 +200,46 @@ TEST_F(Program, RecordsEveryScenarioOfTheProject) {
   }
 }
 
+TEST_F(Program, RecordsNamesAndTextsThatNeedQuotes) {
+  for (const std::string board : {"null", "7", "-5", "- a", "%a", "a, b", "\\uFEFF", "\\x80\\0"}) {
+    const std::string file = write_scenario("quotes.yaml",
+                                            "  - request: {cmd: 9}\n"
+                                            "  - fault: {board: \"" +
+                                                board + "\", throw: \"" + board +
+                                                "\"}\n"
+                                                "  - request: {cmd: 8, wheel_cmd: -5}\n",
+                                            "with: {bottom_board: \"" + board + "\"}\n");
+    ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 0) << board;
+    const ProgramRun replayed = run({"play", "-q", path("recorded.yaml")});
+    EXPECT_EQ(replayed.exit_code, 0) << board << replayed.out << replayed.err;
+  }
+}
+
+TEST_F(Program, RecordsTheTimeThatAskingForAClawTakes) {
+  const std::string file = write_scenario(
+      "claws.yaml",
+      "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n"
+      "    background: lift\n"
+      "  - expect: {claws: {motor1: lowered, motor2: unknown}}\n"  // it will be raised
+      "  - emergency: raise\n"
+      "  - wait_for: lift\n");
+  ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 1);
+  const ProgramRun replayed = run({"play", "-q", path("recorded.yaml")});
+  EXPECT_EQ(replayed.exit_code, 0) << replayed.out << replayed.err;
+  EXPECT_THAT(content(path("recorded.yaml")),
+              HasSubstr("      claws: {motor1: raised, motor2: unknown}\n"));
+}
+
+TEST_F(Program, RecordsIntoALinkedFolder) {
+  fs::create_directories(path("far/away"));
+  fs::create_directory_symlink(path("far/away"), path("link"));
+  const std::string recorded = path("link/recorded.yaml");
+  ASSERT_EQ(run({"play", "-q", write_scenario("on.yaml", kPumpOn), "--record", recorded}).exit_code,
+            0);
+  const ProgramRun replayed = run({"play", "-q", recorded});
+  EXPECT_EQ(replayed.exit_code, 0) << replayed.err;
+}
+
 TEST_F(Program, NoticesWhenARecordingNoLongerHolds) {
   const std::string file = write_scenario("on.yaml", kPumpOn);
   ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 0);
