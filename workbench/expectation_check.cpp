@@ -118,7 +118,7 @@ bool has_in_order(const Lines& lines, const Lines& wanted) {
 
 class Checker {
  public:
-  Checker(const std::string& file, const StepRecord& record, Run& run)
+  Checker(const std::string& file, StepRecord& record, Run& run)
       : file_(file), record_(record), run_(run) {}
 
   void check_reply(const At<ReplyExpectation>& at) {
@@ -162,6 +162,7 @@ class Checker {
 
   void check_claw(const At<ClawExpectation>& at) {
     const auto state = run_.claw_state(at.expected.claw);
+    record_.claws.push_back({at.expected.claw, at.expected.motor, state});
     const std::string claw = fmt::format("motor{} ", at.expected.motor);
     add(state == at.expected.state, at.line, "claws", {claw + claw_state_text(at.expected.state)},
         {claw + claw_state_text(state)});
@@ -180,7 +181,7 @@ class Checker {
   }
 
   const std::string& file_;
-  const StepRecord& record_;
+  StepRecord& record_;
   Run& run_;
   std::vector<ExpectationChecked> checked_;
 };
@@ -188,8 +189,8 @@ class Checker {
 }  // namespace
 
 std::vector<ExpectationChecked> check_expectations(const Expectations& expectations,
-                                                   const std::string& file,
-                                                   const StepRecord& record, Run& run) {
+                                                   const std::string& file, StepRecord& record,
+                                                   Run& run) {
   Checker checker(file, record, run);
   if (expectations.reply) {
     checker.check_reply(*expectations.reply);

@@ -19,14 +19,15 @@ struct StepRecord {
     std::string text;
   };
   std::vector<Line> lines;
+  std::vector<ClawExpectation> claws;  ///< what was found of those that the step asks for
 };
 
 /// Each expectation of a step against what happened and against the boards as they are now,
-/// in a fixed order. Expectations on claws wait for a running move.
+/// in a fixed order. Expectations on claws wait for a running move; what they find is added to
+/// `record`.
 [[nodiscard]] std::vector<ExpectationChecked> check_expectations(const Expectations& expectations,
                                                                  const std::string& file,
-                                                                 const StepRecord& record,
-                                                                 Run& run);
+                                                                 StepRecord& record, Run& run);
 
 /// Whether `condition` holds on the boards as they are; `actual` gets the text that was
 /// found.

@@ -97,7 +97,9 @@ std::optional<FaultRule> read_fault(const YamlNode& node, ScenarioContext& conte
   FaultRule rule;
   rule.times = FaultRule::kUntilCleared;
   MappingReader keys(node, "a fault rule", errors);
-  keys.optional("name", rule.name);
+  if (keys.optional("name", rule.name)) {
+    context.fault_names.insert(rule.name);
+  }
   keys.optional("board", rule.board);
   keys.optional("device", rule.device);
   keys.optional("op", rule.op);

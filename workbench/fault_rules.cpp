@@ -50,6 +50,12 @@ bool FaultRule::matches(std::string_view of_board, std::string_view of_device,
 
 void FaultRules::add(FaultRule rule) { rules_.push_back(std::move(rule)); }
 
+void FaultRules::clear() {
+  rules_.erase(std::remove_if(rules_.begin(), rules_.end(),
+                              [](const FaultRule& rule) { return !rule.is_lasting; }),
+               rules_.end());
+}
+
 void FaultRules::clear(std::string_view name) {
   rules_.erase(std::remove_if(rules_.begin(), rules_.end(),
                               [&](const FaultRule& rule) { return rule.name == name; }),

@@ -70,6 +70,7 @@ struct FaultRule {
   std::uint64_t skip = 0;    ///< operations that match and are let through first
   double probability = 1.0;  ///< with which a match that is not skipped is hit
   std::string name{};        ///< to clear it by; may be empty
+  bool is_lasting = false;   ///< whether it stays when all rules are cleared
 
   /// Whether the rule is about this operation, however often it has hit.
   [[nodiscard]] bool matches(std::string_view of_board, std::string_view of_device,
@@ -83,7 +84,8 @@ class FaultRules {
   explicit FaultRules(std::uint64_t seed = 0) : chance_(seed) {}
 
   void add(FaultRule rule);
-  void clear() { rules_.clear(); }
+  /// All but the lasting ones.
+  void clear();
   /// Those of that name.
   void clear(std::string_view name);
 

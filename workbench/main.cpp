@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <iostream>
@@ -38,6 +41,16 @@ CLI::App* add_check(CLI::App& app, CheckArguments& arguments) {
   return check;
 }
 
+/// Keeps the numbers of standard streams that came closed: the next file to be opened would
+/// take one, and get what is meant for the stream. What is written to them still fails.
+void occupy_standard_streams() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(number, F_GETFD) == -1) {
+      (void)open("/dev/null", number == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+  }
+}
+
 /// `exit_code`, unless the output that it stands for was lost.
 int flush_output(int exit_code) {
   if (!std::cout.flush()) {
@@ -66,7 +79,7 @@ int run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
+    return flush_output(app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage));
   }
   if (check->parsed()) {
     return flush_output(
@@ -88,6 +101,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  occupy_standard_streams();
   try {
     return run(argc, argv);
   } catch (const std::exception& error) {

@@ -3,8 +3,11 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <chrono>
+#include <csignal>
 #include <iostream>
+#include <limits>
 #include <memory>
 
 #include "workbench/console_view.hpp"
@@ -61,6 +64,23 @@ std::optional<std::vector<Scenario>> read_all(const std::vector<std::string>& fi
   return scenarios.size() == files.size() ? std::optional(std::move(scenarios)) : std::nullopt;
 }
 
+/// What is wrong with a seed, empty where nothing is: one that a scenario file may have too.
+/// Left to itself the option would also take -1 and 010, for other numbers.
+std::string wrong_seed(const std::string& text) {
+  constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
+  std::int64_t seed = -1;
+  (void)std::from_chars(text.data(), text.data() + text.size(), seed);
+  return seed >= 0 && std::to_string(seed) == text
+             ? std::string()
+             : fmt::format("found \"{}\"; expected an integer from 0 to {}", printable(text),
+                           kLargest);
+}
+
+/// The same of the file of an output.
+std::string wrong_file(const std::string& path) {
+  return path.empty() ? "found no name; expected that of a file" : "";
+}
+
 void print_verdict(bool is_good, const std::string& text) {
   std::cout << styled(is_good ? Style::Good : Style::Alarm, (is_good ? "✔ " : "✘ ") + text,
                       wants_colour(STDOUT_FILENO))
@@ -80,16 +100,24 @@ PlayCommand::PlayCommand(CLI::App& app)
   command_->add_flag("--realtime", realtime_,
                      "Let time pass as on the robot instead of simulating it");
   command_->add_flag("--boards", boards_, "Show the state of every device at the end");
-  command_->add_option("--seed", seed_,
-                       "For what the scenarios leave to chance, instead of theirs");
-  command_->add_option("--record", outputs_.recording,
-                       "Write the scenario again to this file, expecting what has happened");
-  command_->add_option("--trace", outputs_.jsonl,
-                       "Write everything that happens to this file, one JSON object a line");
-  command_->add_option("--perfetto", outputs_.perfetto,
-                       "Write it for ui.perfetto.dev: open this JSON file there");
-  command_->add_option("--timeline", outputs_.timeline,
-                       "Draw it: an HTML page, or the picture alone if the name ends in .svg");
+  command_->add_option("--seed", seed_, "For what the scenarios leave to chance, instead of theirs")
+      ->check(wrong_seed);
+  command_
+      ->add_option("--record", outputs_.recording,
+                   "Write the scenario again to this file, expecting what has happened")
+      ->check(wrong_file);
+  command_
+      ->add_option("--trace", outputs_.jsonl,
+                   "Write everything that happens to this file, one JSON object a line")
+      ->check(wrong_file);
+  command_
+      ->add_option("--perfetto", outputs_.perfetto,
+                   "Write it for ui.perfetto.dev: open this JSON file there")
+      ->check(wrong_file);
+  command_
+      ->add_option("--timeline", outputs_.timeline,
+                   "Draw it: an HTML page, or the picture alone if the name ends in .svg")
+      ->check(wrong_file);
   command_->footer(
       "Exits with 0 when every expectation held, with 1 when one failed, with 2 when a file\n"
       "is wrong, and with 130 when it was interrupted. Coloured on a terminal; NO_COLOR=1 is\n"
@@ -107,40 +135,54 @@ ExitCode PlayCommand::run() const {
               << " scenarios; expected one\n";
     return ExitCode::Usage;
   }
-  if (const std::string clash = find_clash(outputs_, files_.front()); !clash.empty()) {
+  const Scenario& first = scenarios->front();
+  if (const std::string clash = find_clash(outputs_, first.file, first.robot_path().string());
+      !clash.empty()) {
     std::cerr << clash;
     return ExitCode::Usage;
   }
-  std::size_t failed = 0;
-  for (Scenario& scenario : *scenarios) {
-    scenario.seed = seed_.value_or(scenario.seed);
-    switch (play_one(scenario)) {
-      case ExitCode::Held:
-        break;
-      case ExitCode::Failed:
-        ++failed;
-        break;
-      case ExitCode::Usage:
-        return ExitCode::Usage;
-      case ExitCode::Interrupted:
-        return ExitCode::Interrupted;
-    }
+  if (!outputs_.empty()) {
+    std::signal(SIGPIPE, SIG_IGN);  // files are complete also where nobody reads along any more
   }
-  if (!quiet_ && scenarios->size() > 1) {
-    print_verdict(failed == 0, failed == 0 ? fmt::format("all {} scenarios held", scenarios->size())
-                                           : fmt::format("{} of {} scenarios failed", failed,
-                                                         scenarios->size()));
-  }
-  return failed == 0 ? ExitCode::Held : ExitCode::Failed;
+  return play_all(*scenarios);
 }
 
-ExitCode PlayCommand::play_one(const Scenario& scenario) const {
+ExitCode PlayCommand::play_all(std::vector<Scenario>& scenarios) const {
+  InterruptOnSignal interrupt;  // also between two scenarios
+  std::size_t held = 0;
+  std::size_t failed = 0;
+  for (Scenario& scenario : scenarios) {
+    if (interrupt.has_come()) {
+      break;
+    }
+    scenario.seed = seed_.value_or(scenario.seed);
+    const ExitCode exit_code = play_one(scenario, interrupt);
+    if (exit_code == ExitCode::Usage) {
+      return ExitCode::Usage;
+    }
+    held += exit_code == ExitCode::Held ? 1U : 0U;
+    failed += exit_code == ExitCode::Failed ? 1U : 0U;
+  }
+  const std::string text = failed == 0 && held == scenarios.size()
+                               ? fmt::format("all {} scenarios held", held)
+                               : fmt::format("{} of {} scenarios failed", failed, scenarios.size());
+  const bool is_good = failed == 0 && !interrupt.has_come();
+  if (scenarios.size() > 1 && (!quiet_ || interrupt.has_come())) {
+    print_verdict(is_good, interrupt.has_come() ? text + ", interrupted" : text);
+  }
+  if (interrupt.has_come()) {
+    return ExitCode::Interrupted;
+  }
+  return is_good ? ExitCode::Held : ExitCode::Failed;
+}
+
+ExitCode PlayCommand::play_one(const Scenario& scenario, InterruptOnSignal& interrupt) const {
   TraceOutputs outputs(outputs_, scenario.title);
   if (const std::string errors = outputs.errors(); !errors.empty()) {
     std::cerr << errors;
     return ExitCode::Usage;
   }
-  const ExitCode exit_code = play_into(outputs, scenario);
+  const ExitCode exit_code = play_into(outputs, scenario, interrupt);
   if (const std::string errors = outputs.close(); !errors.empty()) {
     std::cerr << errors;
     return ExitCode::Usage;
@@ -148,7 +190,8 @@ ExitCode PlayCommand::play_one(const Scenario& scenario) const {
   return exit_code;
 }
 
-ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario) const {
+ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario,
+                                InterruptOnSignal& interrupt) const {
   const bool coloured = wants_colour(STDOUT_FILENO);
   if (!quiet_) {
     std::cout << styled(Style::Bold, scenario.title, coloured) << '\n';
@@ -174,9 +217,9 @@ ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario)
   }
   const std::unique_ptr<IScheduler> scheduler =
       make_scheduler(realtime_, progress ? &*progress : nullptr);
-  InterruptOnSignal interrupt;
   interrupt.pass_to(scheduler.get());
   const PlayResult result = play(scenario, *scheduler, sinks, hooks);
+  interrupt.pass_to(nullptr);
   if (std::ostream* const file = outputs.recording()) {
     *file << recording.text(outputs_.recording);
   }

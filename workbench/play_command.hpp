@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "workbench/exit_code.hpp"
+#include "workbench/interrupt.hpp"
 #include "workbench/scenario.hpp"
 #include "workbench/trace_outputs.hpp"
 
@@ -22,8 +23,10 @@ class PlayCommand {
   [[nodiscard]] ExitCode run() const;
 
  private:
-  [[nodiscard]] ExitCode play_one(const Scenario& scenario) const;
-  [[nodiscard]] ExitCode play_into(TraceOutputs& outputs, const Scenario& scenario) const;
+  [[nodiscard]] ExitCode play_all(std::vector<Scenario>& scenarios) const;
+  [[nodiscard]] ExitCode play_one(const Scenario& scenario, InterruptOnSignal& interrupt) const;
+  [[nodiscard]] ExitCode play_into(TraceOutputs& outputs, const Scenario& scenario,
+                                   InterruptOnSignal& interrupt) const;
 
   CLI::App* const command_;
   std::vector<std::string> files_;

@@ -1,5 +1,6 @@
 #include "workbench/player.hpp"
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -94,7 +95,7 @@ class Player {
   };
 
   void play_step(const Step& step);
-  void check(const Step& step, const StepRecord& record);
+  void check(const Step& step, StepRecord& record);
   /// Of a wait that began at `begun`.
   void expect_in_time(bool in_time, nanoseconds begun, nanoseconds at_most,
                       const std::string& what);
@@ -169,7 +170,7 @@ void Player::play_step(const Step& step) {
   }
 }
 
-void Player::check(const Step& step, const StepRecord& record) {
+void Player::check(const Step& step, StepRecord& record) {
   for (ExpectationChecked& checked :
        check_expectations(step.expectations, scenario_.file, record, run_)) {
     ++(checked.held ? result_.held : result_.failed);
@@ -256,7 +257,7 @@ Player::Background& Player::start(const std::string& name) {
 
 Player::Outcome Player::perform(const WaitForTime& step) {
   const ScopedWait wait(hooks_, scheduler_, step.duration);
-  scheduler_.sleep_until(scheduler_.now() + step.duration);
+  scheduler_.sleep_until(std::min(scheduler_.now() + step.duration, scenario_.time_limit));
   return {};
 }
 

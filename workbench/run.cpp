@@ -143,7 +143,10 @@ void Run::clear_emergency() {
 void Run::change_emergency_aside(EmergencyEdge edge, nanoseconds after) {
   const nanoseconds time = scheduler_.now() + after;
   const IScheduler::ThreadId thread = scheduler_.start("emergency", [this, edge, time] {
-    scheduler_.sleep_until(time);
+    scheduler_.sleep_until(std::min(time, options_.time_limit));
+    if (scheduler_.now() < time) {
+      return;  // the run has ended before
+    }
     edge == EmergencyEdge::Raise ? raise_emergency() : clear_emergency();
   });
   {

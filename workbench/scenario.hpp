@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -137,6 +138,10 @@ struct Scenario {
   std::chrono::nanoseconds time_limit = std::chrono::hours(1);
   std::vector<Step> steps;
   YamlNode document;  ///< what it was read from, its steps at the same positions
+
+  [[nodiscard]] std::filesystem::path robot_path() const {
+    return std::filesystem::path(file).parent_path() / robot_file;
+  }
 };
 
 }  // namespace vantrel_can_bridge::workbench

@@ -21,6 +21,7 @@ struct ScenarioContext {
   // The background work that the steps so far have started, by name.
   std::set<std::string> background_requests;
   std::set<std::string> background_recoveries;
+  std::set<std::string> fault_names;  ///< that the rules so far have
 };
 
 }  // namespace vantrel_can_bridge::workbench

@@ -146,6 +146,13 @@ std::vector<PlannedEmergency> read_during(const YamlNode& node, InputErrors& err
 
 // --- Steps ---
 
+/// What holds whatever happens was left unfinished.
+void refuse_empty(const YamlNode& node, const char* expected, InputErrors& errors) {
+  if (node.kind == YamlNode::Kind::Mapping && node.keys.empty()) {
+    errors.add(node.place, fmt::format("{}: found none; expected {}", node.label, expected));
+  }
+}
+
 /// Keys that belong to some actions.
 constexpr const char* kBesideActions[] = {"background", "during", "at_most"};
 
@@ -246,6 +253,7 @@ Step StepReader::read() {
   }
   if (const YamlNode* const expect = keys_.find("expect")) {
     has_action_ = true;
+    refuse_empty(*expect, "an expectation or more", errors());
     step.expectations = read_expectations(*expect, has_reply_, context_);
   }
   finish();
@@ -313,6 +321,7 @@ Action StepReader::wait_for(const YamlNode& value) {
 }
 
 Action StepReader::wait_until(const YamlNode& value) {
+  refuse_empty(value, "a condition or more", errors());
   WaitForValues step;
   for (At<ValueCondition>& condition : read_conditions(value, context_)) {
     step.conditions.push_back(std::move(condition.expected));
@@ -336,7 +345,15 @@ Action StepReader::fault(const YamlNode& value) {
 
 Action StepReader::clear_faults(const YamlNode& value) {
   const std::string name = read_string(value, errors()).value_or("");
-  return ClearFaults{name == "all" ? std::string() : name};
+  if (name == "all") {
+    return ClearFaults{{}};
+  }
+  if (value.kind == YamlNode::Kind::Scalar && context_.fault_names.count(name) == 0) {
+    const std::vector<std::string> names(context_.fault_names.begin(), context_.fault_names.end());
+    report_wrong_value(value, "all, or the name of rules that a step before this one adds",
+                       nearest_name(name, names), errors());
+  }
+  return ClearFaults{name};
 }
 
 Action StepReader::note(const YamlNode& value) {
@@ -371,7 +388,7 @@ void read_steps(const YamlNode& node, Scenario& scenario, InputErrors& errors) {
     return;
   }
   const SimulatedBoards boards(scenario.robot, std::make_shared<SteadyClock>());
-  ScenarioContext context{errors, scenario.config, boards, {}, {}, {}};
+  ScenarioContext context{errors, scenario.config, boards, {}, {}, {}, {}};
   for (const DeviceValue& value : device_values(boards.snapshot(), scenario.robot)) {
     context.value_names.push_back(value.name);
   }
@@ -426,8 +443,7 @@ bool read_scenario_robot(MappingReader& keys, Scenario& scenario, InputErrors& e
   if (!keys.required("robot", scenario.robot_file)) {
     return false;
   }
-  const std::filesystem::path folder = std::filesystem::path(scenario.file).parent_path();
-  const auto robot = read_changed_robot((folder / scenario.robot_file).string(), changes, errors);
+  const auto robot = read_changed_robot(scenario.robot_path().string(), changes, errors);
   if (robot) {
     set_robot(scenario, *robot);
   }

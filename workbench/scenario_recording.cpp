@@ -2,22 +2,28 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <filesystem>
 #include <string_view>
 
-#include "workbench/duration_text.hpp"
+#include "workbench/step_text.hpp"
 
 namespace vantrel_can_bridge::workbench {
 namespace {
 
 std::string in_quotes(std::string_view text) {
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";  // not read unless it is escaped
   std::string out = "\"";
-  for (const char character : text) {
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    const char character = text[index];
     if (character == '"' || character == '\\') {
       out += '\\';
       out += character;
     } else if (character == '\n') {
       out += "\\n";
+    } else if (text.substr(index, kByteOrderMark.size()) == kByteOrderMark) {
+      out += "\\ufeff";
+      index += kByteOrderMark.size() - 1;
     } else if (static_cast<unsigned char>(character) < 0x20 || character == 0x7f) {
       out += fmt::format("\\x{:02x}", static_cast<unsigned char>(character));
     } else {
@@ -31,8 +37,12 @@ std::string in_quotes(std::string_view text) {
 bool is_plain(std::string_view text) {
   constexpr std::string_view kPlain =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./% -";
-  return !text.empty() && text.find_first_not_of(kPlain) == std::string_view::npos &&
-         text.front() != ' ' && text.back() != ' ' && text != "-";
+  if (text.empty() || text.find_first_not_of(kPlain) != std::string_view::npos ||
+      text.back() == ' ' || text == "null" || text == "Null" || text == "NULL") {
+    return false;
+  }
+  const std::size_t first = text.front() == '-' ? 1 : 0;  // of a number below 0
+  return first < text.size() && std::isalnum(static_cast<unsigned char>(text[first])) != 0;
 }
 
 /// A value as it was read, on one line.
@@ -104,6 +114,16 @@ std::string lines_text(const StepRecord& record, LogChannel channel, std::string
   return text.empty() ? fmt::format("      {}: []\n", key) : fmt::format("      {}:\n", key) + text;
 }
 
+/// Also for the time that asking takes, which is part of the run: a running move is waited for.
+std::string claws_text(const std::vector<ClawExpectation>& claws) {
+  std::string text;
+  for (const ClawExpectation& claw : claws) {
+    text += fmt::format("{}motor{}: {}", text.empty() ? "      claws: {" : ", ", claw.motor,
+                        claw_state_text(claw.state));
+  }
+  return text.empty() ? text : text + "}\n";
+}
+
 std::string step_recording(const YamlNode& step, const StepRecord& record) {
   std::string text;
   for (std::size_t index = 0; index < step.keys.size(); ++index) {
@@ -117,15 +137,17 @@ std::string step_recording(const YamlNode& step, const StepRecord& record) {
     text += reply_text(*record.outcome);
   }
   return text + operations_text(record.operations) + lines_text(record, LogChannel::Info, "info") +
-         lines_text(record, LogChannel::Warn, "warn");
+         lines_text(record, LogChannel::Warn, "warn") + claws_text(record.claws);
 }
 
 }  // namespace
 
 std::string ScenarioRecording::text(const std::string& path) const {
   namespace fs = std::filesystem;
-  const fs::path robot = fs::path(scenario_.file).parent_path() / scenario_.robot_file;
-  const fs::path folder = fs::absolute(path).parent_path();
+  // Without links, behind which ".." leads elsewhere.
+  const auto folder_of = [](const fs::path& file) {
+    return fs::weakly_canonical(fs::absolute(file).parent_path());
+  };
   std::string text;
   const YamlNode* steps = nullptr;
   for (std::size_t index = 0; index < scenario_.document.keys.size(); ++index) {
@@ -134,9 +156,10 @@ std::string ScenarioRecording::text(const std::string& path) const {
     if (key == "steps") {
       steps = &value;
     } else if (key == "robot") {
-      const fs::path from_there =
-          fs::absolute(robot).lexically_normal().lexically_relative(folder.lexically_normal());
-      text += "robot: " + in_quotes(from_there.string()) + "\n";
+      const fs::path robot = scenario_.robot_path();
+      const fs::path from_there = folder_of(robot).lexically_relative(folder_of(path));
+      text +=
+          "robot: " + in_quotes((from_there / robot.filename()).lexically_normal().string()) + "\n";
     } else if (key != "seed") {
       text += key + ": " + flow(value) + "\n";
     }

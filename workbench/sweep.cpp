@@ -194,6 +194,7 @@ class Sweep {
       FaultRule rule;
       rule.effect = Refuse{"failed by the sweep"};
       rule.skip = index;
+      rule.is_lasting = true;  // also where the scenario clears its own rules
       run.boards().add_fault(rule);
     });
   }

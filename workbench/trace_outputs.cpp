@@ -18,7 +18,12 @@ namespace fs = std::filesystem;
 /// Also where neither exists yet, or one is a link to the other.
 bool is_same_file(const std::string& left, const std::string& right) {
   std::error_code unknown;
-  return fs::weakly_canonical(left, unknown) == fs::weakly_canonical(right, unknown);
+  if (fs::equivalent(left, right, unknown)) {
+    return true;
+  }
+  // Absolute first: a relative path of which nothing exists would stay as it is written.
+  return fs::weakly_canonical(fs::absolute(left), unknown) ==
+         fs::weakly_canonical(fs::absolute(right), unknown);
 }
 
 bool ends_with(std::string_view text, std::string_view end) {
@@ -27,9 +32,11 @@ bool ends_with(std::string_view text, std::string_view end) {
 
 }  // namespace
 
-std::string find_clash(const OutputPaths& paths, const std::string& input) {
-  const std::array<std::pair<const char*, const std::string*>, 5> files = {{
-      {"the scenario", &input},
+std::string find_clash(const OutputPaths& paths, const std::string& scenario,
+                       const std::string& robot) {
+  const std::array<std::pair<const char*, const std::string*>, 6> files = {{
+      {"the scenario", &scenario},
+      {"its robot", &robot},
       {"--trace", &paths.jsonl},
       {"--perfetto", &paths.perfetto},
       {"--timeline", &paths.timeline},

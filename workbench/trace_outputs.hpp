@@ -22,9 +22,10 @@ struct OutputPaths {
   }
 };
 
-/// Why a run of the scenario `input` must not be written to `paths`, since one file would
-/// overwrite another; empty where it may.
-[[nodiscard]] std::string find_clash(const OutputPaths& paths, const std::string& input);
+/// Why a run of the scenario file `scenario` on the robot file `robot` must not be written to
+/// `paths`, since one file would overwrite another; empty where it may.
+[[nodiscard]] std::string find_clash(const OutputPaths& paths, const std::string& scenario,
+                                     const std::string& robot);
 
 /// The record of one run in files.
 class TraceOutputs {

@@ -200,6 +200,46 @@ TEST_F(Program, RecordsEveryScenarioOfTheProject) {
   }
 }
 
+TEST_F(Program, RecordsNamesAndTextsThatNeedQuotes) {
+  for (const std::string board : {"null", "7", "-5", "- a", "%a", "a, b", "\\uFEFF", "\\x80\\0"}) {
+    const std::string file = write_scenario("quotes.yaml",
+                                            "  - request: {cmd: 9}\n"
+                                            "  - fault: {board: \"" +
+                                                board + "\", throw: \"" + board +
+                                                "\"}\n"
+                                                "  - request: {cmd: 8, wheel_cmd: -5}\n",
+                                            "with: {bottom_board: \"" + board + "\"}\n");
+    ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 0) << board;
+    const ProgramRun replayed = run({"play", "-q", path("recorded.yaml")});
+    EXPECT_EQ(replayed.exit_code, 0) << board << replayed.out << replayed.err;
+  }
+}
+
+TEST_F(Program, RecordsTheTimeThatAskingForAClawTakes) {
+  const std::string file = write_scenario(
+      "claws.yaml",
+      "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n"
+      "    background: lift\n"
+      "  - expect: {claws: {motor1: lowered, motor2: unknown}}\n"  // it will be raised
+      "  - emergency: raise\n"
+      "  - wait_for: lift\n");
+  ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 1);
+  const ProgramRun replayed = run({"play", "-q", path("recorded.yaml")});
+  EXPECT_EQ(replayed.exit_code, 0) << replayed.out << replayed.err;
+  EXPECT_THAT(content(path("recorded.yaml")),
+              HasSubstr("      claws: {motor1: raised, motor2: unknown}\n"));
+}
+
+TEST_F(Program, RecordsIntoALinkedFolder) {
+  fs::create_directories(path("far/away"));
+  fs::create_directory_symlink(path("far/away"), path("link"));
+  const std::string recorded = path("link/recorded.yaml");
+  ASSERT_EQ(run({"play", "-q", write_scenario("on.yaml", kPumpOn), "--record", recorded}).exit_code,
+            0);
+  const ProgramRun replayed = run({"play", "-q", recorded});
+  EXPECT_EQ(replayed.exit_code, 0) << replayed.err;
+}
+
 TEST_F(Program, NoticesWhenARecordingNoLongerHolds) {
   const std::string file = write_scenario("on.yaml", kPumpOn);
   ASSERT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).exit_code, 0);
@@ -253,7 +293,12 @@ TEST_F(Program, TakesTheSeedFromTheCommandLine) {
   const std::string one = run({"play", file, "--seed", "1"}).out;
   EXPECT_EQ(run({"play", file, "--seed", "1"}).out, one);
   EXPECT_NE(run({"play", file, "--seed", "2"}).out, one);
-  EXPECT_EQ(run({"play", file, "--seed", "x"}).exit_code, 2);
+  for (const std::string wrong : {"x", "", "-1", "+1", "010", "0x10", "9223372036854775808"}) {
+    const ProgramRun played = run({"play", file, "--seed", wrong});
+    EXPECT_EQ(played.exit_code, 2);
+    EXPECT_THAT(played.err, StartsWith("--seed: found \"" + wrong + "\"; expected an integer"));
+  }
+  EXPECT_EQ(run({"play", file, "--seed", "9223372036854775807"}).exit_code, 0);
 }
 
 TEST_F(Program, ShowsTheBoardsAtTheEnd) {
@@ -294,6 +339,16 @@ TEST_P(InterruptedPlay, EndsCleanlyWithARecordingOfWhatWas) {
                                            "    expect:\n"
                                            "      reply: {success: true, message: \"\"}\n"));
   EXPECT_THAT(content(recorded), testing::Not(HasSubstr("wait_until")));
+}
+
+TEST_F(Program, PlaysNoFurtherScenarioWhenItIsInterrupted) {
+  const std::string endless = write_scenario("long.yaml", kEndless, "time_limit: 1000 h\n");
+  const std::string pump = write_scenario("on.yaml", kPumpOn);
+  const ProgramRun played = interrupt({"play", pump, endless, pump}, "now it waits");
+  EXPECT_EQ(played.exit_code, 130);
+  EXPECT_THAT(played.out, testing::EndsWith("✘ " + endless +
+                                            ": 0 expectations held, interrupted\n"
+                                            "✘ 0 of 3 scenarios failed, interrupted\n"));
 }
 
 TEST_F(Program, EndsASweepCleanlyWhenItIsInterrupted) {
@@ -372,6 +427,9 @@ TEST_F(Program, FailsWhenItsOutputIsLost) {
       "/bin/sh", {"-c", "\"$0\" play \"$1\" >/dev/full", BOTTOM_WORKBENCH, file});
   EXPECT_EQ(played.exit_code, 2);
   EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
+  const ProgramRun helped = vantrel_can_bridge::test::run_program(
+      "/bin/sh", {"-c", "\"$0\" --help >/dev/full", BOTTOM_WORKBENCH});
+  EXPECT_EQ(helped.exit_code, 2);
 }
 
 }  // namespace

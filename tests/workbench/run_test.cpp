@@ -217,6 +217,19 @@ TEST(Run, EndsAtItsTimeLimit) {
   EXPECT_THAT(lines(record, false).back(), testing::HasSubstr("note time limit of 10 s reached"));
 }
 
+TEST(Run, NothingThatIsPlannedOutlastsItsTimeLimit) {
+  Record record;
+  const PlayResult result = play_simulated(scenario("  - request: {cmd: 13}\n"
+                                                    "    during: [{after: 3 s, emergency: raise}]\n"
+                                                    "  - wait: 1000 h\n",
+                                                    "time_limit: 2 s\n"),
+                                           record);
+  EXPECT_EQ(result.error, "time limit of 2 s reached");
+  EXPECT_THAT(record.ends, ElementsAre(2s));
+  EXPECT_THAT(lines(record, false), testing::Not(testing::Contains(testing::HasSubstr("raise"))))
+      << "the stop comes after the end";
+}
+
 TEST(Run, EndsWhenItIsInterrupted) {
   Record record;
   SimulatedTime time;

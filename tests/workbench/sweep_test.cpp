@@ -46,6 +46,13 @@ TEST(Sweep, DisturbsEveryOperationAndEveryWait) {
   EXPECT_EQ(runs[7].ended_after, 105ms);
 }
 
+TEST(Sweep, FailsAnOperationAlsoBehindFaultsThatAreCleared) {
+  const auto runs = sweep_all(
+      scenario("  - clear_faults: all\n  - request: {cmd: 13, pump_cmd: 1, pump_duty: 80}\n"));
+  EXPECT_EQ(runs.back().disturbance, "operation 1 fails");
+  EXPECT_THAT(runs.back().left, IsEmpty());
+}
+
 TEST(Sweep, FindsAClawMoveThatEndsWithinAPollOfTheStop) {
   for (const SweepRun& run :
        sweep_all(scenario("  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n",

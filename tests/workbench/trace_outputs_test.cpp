@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -139,6 +140,12 @@ TEST_P(TracesOption, DoesNotOverwriteTheScenario) {
   EXPECT_EQ(content(file), before);
 }
 
+TEST_P(TracesOption, NeedsAName) {
+  const ProgramRun played = run({"play", scenario(kPump), GetParam(), ""});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_THAT(played.err, StartsWith(std::string(GetParam()) + ": found no name; expected that"));
+}
+
 TEST_P(TracesOption, TakesOneScenario) {
   const std::string file = scenario(kPump);
   const ProgramRun played = run({"play", file, file, GetParam(), path("t")});
@@ -152,12 +159,61 @@ INSTANTIATE_TEST_SUITE_P(Options, TracesOption,
                          [](const auto& option) { return std::string(option.param + 2); });
 
 TEST_F(Traces, GoIntoAFileEach) {
-  EXPECT_EQ(find_clash({path("a"), path("b"), path("c"), path("d")}, path("s")), "");
-  EXPECT_EQ(find_clash({"/dev/null", "/dev/null", {}, {}}, path("s")), "");
-  EXPECT_EQ(find_clash({path("a"), {}, path("x/../a"), {}}, path("s")),
+  const auto clash = [this](const OutputPaths& paths) {
+    return find_clash(paths, path("s"), path("r"));
+  };
+  EXPECT_EQ(clash({}), "");
+  EXPECT_EQ(clash({path("a"), path("b"), path("c"), path("d")}), "");
+  EXPECT_EQ(clash({"/dev/null", "/dev/null", {}, {}}), "");
+  EXPECT_EQ(clash({path("a"), {}, path("x/../a"), {}}),
             path("x/../a") + ": found for both --trace and --timeline; expected two files\n");
-  EXPECT_EQ(find_clash({{}, path("a"), {}, path("a")}, path("s")),
+  EXPECT_EQ(clash({{}, path("a"), {}, path("a")}),
             path("a") + ": found for both --perfetto and --record; expected two files\n");
+  EXPECT_EQ(clash({"no such file", {}, "./no such file", {}}),
+            "./no such file: found for both --trace and --timeline; expected two files\n");
+  EXPECT_EQ(clash({{}, {}, {}, path("./r")}),
+            path("./r") + ": found for both its robot and --record; expected two files\n");
+}
+
+TEST_F(Traces, DoNotOverwriteTheScenarioByAnotherOfItsNames) {
+  fs::create_hard_link(scenario(kPump), path("link"));
+  EXPECT_THAT(find_clash({path("link"), {}, {}, {}}, path("scenario.yaml"), path("r")),
+              HasSubstr("found for both the scenario and --trace"));
+}
+
+TEST_F(Traces, DoNotOverwriteTheRobot) {
+  std::ofstream(path("robot.yaml")) << content(SOURCE_DIR "/robots/reference.yaml");
+  std::ofstream(path("s.yaml")) << "title: T\nrobot: robot.yaml\nsteps:\n" + kPump;
+  const ProgramRun played = run({"play", path("s.yaml"), "--record", path("robot.yaml")});
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_THAT(played.err, HasSubstr("found for both its robot and --record"));
+  EXPECT_EQ(content(path("robot.yaml")), content(SOURCE_DIR "/robots/reference.yaml"));
+}
+
+/// Runs a shell's line with the program as $0 and a scenario as $1.
+ProgramRun shell(const std::string& line, const std::string& file, const std::string& output) {
+  return vantrel_can_bridge::test::run_program("/bin/sh",
+                                               {"-c", line, BOTTOM_WORKBENCH, file, output});
+}
+
+TEST_F(Traces, DoNotGetWhatIsMeantForAClosedStandardOutput) {
+  const ProgramRun played =
+      shell("\"$0\" play \"$1\" --trace \"$2\" >&-", scenario(kPump), path("t.jsonl"));
+  EXPECT_EQ(played.exit_code, 2);
+  EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
+  EXPECT_THAT(content(path("t.jsonl")), StartsWith("{\"time_ns\":0,"));
+  EXPECT_THAT(content(path("t.jsonl")), EndsWith("\"kind\":\"run_ended\"}\n"));
+}
+
+TEST_F(Traces, AreCompleteWhenNobodyReadsTheOutput) {
+  ASSERT_EQ(mkfifo(path("t.jsonl.gone").c_str(), 0600), 0);
+  // The reader has gone before the program begins.
+  const ProgramRun played = shell(
+      "{ read gone && \"$0\" play \"$1\" --trace \"$2\"; } <\"$2.gone\" | { exec <&-; echo "
+      ">\"$2.gone\"; }",
+      scenario(kPump), path("t.jsonl"));
+  EXPECT_EQ(played.err, "bottom-workbench: standard output: cannot be written\n");
+  EXPECT_THAT(content(path("t.jsonl")), EndsWith("\"kind\":\"run_ended\"}\n"));
 }
 
 }  // namespace
