@@ -335,8 +335,16 @@ Action StepReader::fault(const YamlNode& value) {
 }
 
 Action StepReader::clear_faults(const YamlNode& value) {
-  const std::string name = read_string(value, errors()).value_or("");
-  return ClearFaults{name == "all" ? std::string() : name};
+  const std::optional<std::string> name = read_string(value, errors());
+  if (name == "all") {
+    return ClearFaults{{}};
+  }
+  if (name && context_.fault_rules.count(*name) == 0) {
+    const std::vector<std::string> names(context_.fault_rules.begin(), context_.fault_rules.end());
+    report_wrong_value(value, "all, or the name of a fault rule that a step before this one adds",
+                       nearest_name(*name, names), errors());
+  }
+  return ClearFaults{name.value_or("")};
 }
 
 Action StepReader::note(const YamlNode& value) {
@@ -371,7 +379,7 @@ void read_steps(const YamlNode& node, Scenario& scenario, InputErrors& errors) {
     return;
   }
   const SimulatedBoards boards(scenario.robot, std::make_shared<SteadyClock>());
-  ScenarioContext context{errors, scenario.config, boards, {}, {}, {}};
+  ScenarioContext context{errors, scenario.config, boards, {}, {}, {}, {}};
   for (const DeviceValue& value : device_values(boards.snapshot(), scenario.robot)) {
     context.value_names.push_back(value.name);
   }
