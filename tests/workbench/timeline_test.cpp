@@ -169,6 +169,13 @@ TEST(Timeline, SumsTheRunUp) {
                        "1 injected fault · 1 of 1 expectation failed"));
 }
 
+TEST(Timeline, HasWholeNotesOnThePageForWhoReadsItOnPaper) {
+  const std::string note(500, 'n');
+  const std::string page = draw({{0s, "main", Note{note}}}, TimelineForm::Page);
+  EXPECT_THAT(page, HasSubstr("<h2>Notes</h2>"));
+  EXPECT_THAT(page, HasSubstr("<td class=\"text\">" + note + "</td>"));
+}
+
 TEST(Timeline, HoldsAClawUntilItWasSeenAtItsOldPlace) {
   const OperationBegun query{1, 0, "b", "motor1", "claw_query_state", {}, ""};
   const auto moved = [](std::int64_t permille) {
