@@ -13,8 +13,9 @@ namespace vantrel_can_bridge::workbench {
 
 /// How a claw move goes wrong.
 struct MoveFault {
-  std::int64_t at_permille = 500;  ///< of the way to its target the claw stops
-  bool is_reported = false;        ///< in its status, which otherwise says that it moves
+  /// Of the whole way, counted from the end that it leaves, where it stands still for ever;
+  /// nothing where it gives up half-way to its target and reports that.
+  std::optional<std::int64_t> stuck_at_permille;
 };
 
 /// The circumstances of one operation.

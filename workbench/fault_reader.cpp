@@ -67,7 +67,7 @@ constexpr EffectReader kEffects[] = {
     {"throw", read_throw},
 };
 
-/// The one effect of the rule.
+/// The one effect of the rule, of which `keys` knows all other keys.
 Effect read_effect(const YamlNode& node, MappingReader& keys, InputErrors& errors) {
   std::vector<std::string> names;
   std::vector<std::pair<const EffectReader*, const YamlNode*>> there;
@@ -77,8 +77,12 @@ Effect read_effect(const YamlNode& node, MappingReader& keys, InputErrors& error
       there.emplace_back(&effect, value);
     }
   }
+  const std::size_t errors_before = errors.count();
+  keys.finish();
   if (there.empty()) {
-    errors.add(node.place, "fault: it has no effect; expected one of " + one_of(names));
+    if (errors.count() == errors_before) {  // a misspelt effect is not missing as well
+      errors.add(node.place, "fault: it has no effect; expected one of " + one_of(names));
+    }
     return std::nullopt;
   }
   for (std::size_t extra = 1; extra < there.size(); ++extra) {
@@ -97,8 +101,12 @@ std::optional<FaultRule> read_fault(const YamlNode& node, ScenarioContext& conte
   FaultRule rule;
   rule.times = FaultRule::kUntilCleared;
   MappingReader keys(node, "a fault rule", errors);
-  if (keys.optional("name", rule.name)) {
-    context.fault_names.insert(rule.name);
+  if (const YamlNode* const name = keys.find("name")) {
+    rule.name = read_string(*name, errors).value_or("");
+    context.fault_rules.insert(rule.name);
+    if (rule.name == "all") {
+      report_wrong_value(*name, "another name: clear_faults takes all for every rule", "", errors);
+    }
   }
   keys.optional("board", rule.board);
   keys.optional("device", rule.device);
@@ -114,7 +122,6 @@ std::optional<FaultRule> read_fault(const YamlNode& node, ScenarioContext& conte
   }
   const Effect effect =
       node.kind == YamlNode::Kind::Mapping ? read_effect(node, keys, errors) : std::nullopt;
-  keys.finish();
   if (!effect || errors.count() != errors_before) {
     return std::nullopt;
   }

@@ -36,10 +36,11 @@ struct Answer {
   Bytes data;
 };
 
-/// A claw takes its move and stands still part-way to its target for ever, reporting that
-/// it moves. Matches claw moves ("claw_extend", "claw_home") alone.
+/// A claw takes its move and stands still part-way for ever, reporting that it moves; where
+/// it is there already or beyond, it does not move at all. Matches claw moves ("claw_extend",
+/// "claw_home") alone.
 struct StickMove {
-  std::int64_t at_permille = 500;  ///< of the way from where it stood to its target
+  std::int64_t at_permille = 500;  ///< of the whole way, counted from the end that it leaves
 };
 
 /// A claw takes its move, gives up half-way to its target, and reports the failure in its

@@ -52,7 +52,6 @@ std::string verdict(const PlayResult& result) {
 
 /// Every scenario, or nothing once all errors were printed.
 std::optional<std::vector<Scenario>> read_all(const std::vector<std::string>& files) {
-  InputErrors errors;
   std::vector<Scenario> scenarios;
   for (const std::string& file : files) {
     InputErrors of_file;

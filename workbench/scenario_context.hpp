@@ -18,10 +18,10 @@ struct ScenarioContext {
   const SimulatedBoards& boards;         ///< of that robot, at power-on
   std::vector<std::string> value_names;  ///< of its boards, see `DeviceValue`
 
-  // The background work that the steps so far have started, by name.
+  // What the steps so far have started, by name.
   std::set<std::string> background_requests;
   std::set<std::string> background_recoveries;
-  std::set<std::string> fault_names;  ///< that the rules so far have
+  std::set<std::string> fault_rules;
 };
 
 }  // namespace vantrel_can_bridge::workbench

@@ -344,16 +344,16 @@ Action StepReader::fault(const YamlNode& value) {
 }
 
 Action StepReader::clear_faults(const YamlNode& value) {
-  const std::string name = read_string(value, errors()).value_or("");
+  const std::optional<std::string> name = read_string(value, errors());
   if (name == "all") {
     return ClearFaults{{}};
   }
-  if (value.kind == YamlNode::Kind::Scalar && context_.fault_names.count(name) == 0) {
-    const std::vector<std::string> names(context_.fault_names.begin(), context_.fault_names.end());
-    report_wrong_value(value, "all, or the name of rules that a step before this one adds",
-                       nearest_name(name, names), errors());
+  if (name && context_.fault_rules.count(*name) == 0) {
+    const std::vector<std::string> names(context_.fault_rules.begin(), context_.fault_rules.end());
+    report_wrong_value(value, "all, or the name of a fault rule that a step before this one adds",
+                       nearest_name(*name, names), errors());
   }
-  return ClearFaults{name};
+  return ClearFaults{name.value_or("")};
 }
 
 Action StepReader::note(const YamlNode& value) {

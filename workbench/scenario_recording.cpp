@@ -164,7 +164,8 @@ std::string ScenarioRecording::text(const std::string& path) const {
       text += key + ": " + flow(value) + "\n";
     }
   }
-  text += fmt::format("seed: {}\nsteps:\n", scenario_.seed);
+  // Without a step, nothing would stand where a list has to.
+  text += fmt::format("seed: {}\nsteps:{}\n", scenario_.seed, records_.empty() ? " []" : "");
   for (std::size_t index = 0; steps != nullptr && index < records_.size(); ++index) {
     text += step_recording(steps->items[index], records_[index]);
   }

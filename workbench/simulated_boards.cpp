@@ -131,9 +131,9 @@ OperateResult SimulatedBoards::perform(const DeviceOperation& known, const Opera
     return {true, {}, {}};
   }
   if (const auto* const stick = std::get_if<StickMove>(&*fault)) {
-    context.move_fault = MoveFault{stick->at_permille, false};
+    context.move_fault = MoveFault{stick->at_permille};
   } else if (std::holds_alternative<FailMove>(*fault)) {
-    context.move_fault = MoveFault{500, true};
+    context.move_fault = MoveFault{};
   }
   OperateResult result = carry_out(known, operation, context);
   if (const auto* const answer = std::get_if<Answer>(&*fault);

@@ -51,9 +51,16 @@ void SimulatedClaw::start(const Direction& direction, const OperationContext& co
   action_ = direction.moving;
   final_action_ = direction.finished;
   if (context.move_fault) {
-    to_ = from_ + (to_ - from_) * context.move_fault->at_permille / 1000;
-    final_action_ = context.move_fault->is_reported ? direction.failed : direction.moving;
+    const std::optional<std::int64_t> stuck_at = context.move_fault->stuck_at_permille;
+    to_ = stuck_at ? place_of_jam(direction, *stuck_at) : from_ + (to_ - from_) / 2;
+    final_action_ = stuck_at ? direction.moving : direction.failed;
   }
+}
+
+std::chrono::nanoseconds SimulatedClaw::place_of_jam(const Direction& direction,
+                                                     std::int64_t permille) const {
+  const std::chrono::nanoseconds way = travel_time_ * permille / 1000;
+  return &direction == &kExtend ? std::max(from_, way) : std::min(from_, travel_time_ - way);
 }
 
 void SimulatedClaw::stop(TimePoint now) {

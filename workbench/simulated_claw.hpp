@@ -34,6 +34,9 @@ class SimulatedClaw {
 
   [[nodiscard]] DeviceOperation move_operation(const Direction& direction);
   void start(const Direction& direction, const OperationContext& context);
+  /// Where a move from `from_` ends if it sticks at that part of the whole way.
+  [[nodiscard]] std::chrono::nanoseconds place_of_jam(const Direction& direction,
+                                                      std::int64_t permille) const;
   [[nodiscard]] ClawPosition position(ClawAction action, std::chrono::nanoseconds from_home) const;
 
   const std::int64_t motor_;                    // fixed at construction, as is:

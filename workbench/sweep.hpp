@@ -16,8 +16,8 @@ namespace vantrel_can_bridge::workbench {
 struct SweepRun {
   std::string disturbance;  ///< "undisturbed", "stop before operation 3", "operation 3 fails"
   std::string place;        ///< the operation or the wait: "motor1 claw_extend", "wait 100 ms"
-  /// From the stop until the work that it interrupted had ended; nothing where it came
-  /// while none was under way, or where there was no stop.
+  /// From a stop until the work that it interrupted had ended, the longest where there were
+  /// several; nothing where they came while none was under way, or where there was no stop.
   std::optional<std::chrono::nanoseconds> ended_after;
   std::vector<std::string> left;    ///< what is not at rest in the end: "pump 1 60 %"
   std::vector<std::string> broken;  ///< the rules that were broken, in words

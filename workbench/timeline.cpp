@@ -125,7 +125,7 @@ struct TimelineBuilder::Handler {
       timeline.threads[open->second.lane].marks.push_back({now, MarkKind::Failure, bar.text});
     }
     builder.operations_.erase(open);
-    builder.looked_at_ = now;  // the boards are looked at when an operation ends
+    builder.look_at_boards();
   }
 
   void operator()(const LogLine& line) const {
@@ -157,13 +157,13 @@ struct TimelineBuilder::Handler {
   }
 
   void operator()(const EmergencyRaised&) const {
-    builder.looked_at_ = now;
+    builder.look_at_boards();
     timeline.stops.push_back({now, now, Outcome::Unfinished, {}, "emergency stop"});
     builder.add_knot();
   }
 
   void operator()(const EmergencyCleared&) const {
-    builder.looked_at_ = now;
+    builder.look_at_boards();
     if (!timeline.stops.empty() && timeline.stops.back().outcome == Outcome::Unfinished) {
       timeline.stops.back().end = now;
       timeline.stops.back().outcome = Outcome::Success;
@@ -253,8 +253,11 @@ struct TimelineBuilder::Handler {
 
   void hold_position(DeviceLane& lane) const {
     const TimelineValue before = lane.values.empty() ? TimelineValue{} : lane.values.back();
-    if (before.at.event < builder.looked_at_.event && builder.looked_at_.time < now.time) {
-      lane.values.push_back({builder.looked_at_, before.value, before.text});
+    // What changed with the emergency stop follows the event by which the boards are looked at.
+    const Instant& looked_at =
+        builder.looked_at_.time < now.time ? builder.looked_at_ : builder.looked_before_;
+    if (before.at.event < looked_at.event && looked_at.time < now.time) {
+      lane.values.push_back({looked_at, before.value, before.text});
     }
   }
 };
@@ -333,5 +336,12 @@ DeviceLane& TimelineBuilder::device(DeviceKind kind, const std::string& name, st
 }
 
 void TimelineBuilder::add_knot() { timeline_.knots.push_back({now_, running_}); }
+
+void TimelineBuilder::look_at_boards() {
+  if (looked_at_.time < now_.time) {
+    looked_before_ = looked_at_;
+  }
+  looked_at_ = now_;
+}
 
 }  // namespace vantrel_can_bridge::workbench

@@ -124,10 +124,13 @@ class TimelineBuilder {
   [[nodiscard]] TimelineBar& bar(const Place& place);
   DeviceLane& device(DeviceKind kind, const std::string& name, std::int64_t full);
   void add_knot();
+  /// As they are when an operation ends or the emergency stop changes.
+  void look_at_boards();
 
   Timeline timeline_;
   Instant now_;
-  Instant looked_at_;  // when the boards were looked at last
+  Instant looked_at_;      // when the boards were looked at last
+  Instant looked_before_;  // the last time before that, at an earlier moment
   std::size_t running_ = 0;
   LaneNumbers lane_numbers_;
   std::map<ActivityId, Activity> activities_;  // running, as are:

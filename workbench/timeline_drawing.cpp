@@ -32,6 +32,7 @@ constexpr double kValueHeight = 10;  // of a device's value, as text
 constexpr double kClawHeight = 40;
 constexpr double kLaneGap = 4;
 constexpr double kCharacter = 6.2;  // as wide as most at 11 px
+constexpr double kBold = 1.2;       // times as wide
 
 // --- Texts ---
 
@@ -265,13 +266,21 @@ void StripPainter::add_chapters() {
 }
 
 void StripPainter::add_stop_names() {
+  constexpr std::string_view kName = "emergency stop";
+  const double width = text_width(kName) * kBold;
   const double baseline = y_ + kRow - 3;
   bool any = false;
+  double used = 0;  // up to where there is a name already
   for (const TimelineBar& stop : timeline_.stops) {
-    if (is_seen(stop.begin, stop.end)) {
-      fixed_ += text_at(fixed_x(std::max(axis_.x(stop.begin), strip_.begin)), baseline, "stop-name",
-                        "emergency stop");
-      any = true;
+    if (!is_seen(stop.begin, stop.end)) {
+      continue;
+    }
+    any = true;
+    const double x =
+        std::min(fixed_x(std::max(axis_.x(stop.begin), strip_.begin)), kTimelineWidth - width);
+    if (x >= used) {
+      fixed_ += text_at(x, baseline, "stop-name", kName);
+      used = x + width;
     }
   }
   for (const TimelineMark& problem : timeline_.problems) {

@@ -127,6 +127,7 @@ void write_page(std::ostream& out, const std::string& title, const Timeline& tim
   }
   out << "</div>\n";
   write_marks(out, "What went wrong", timeline.problems);
+  write_marks(out, "Notes", timeline.chapters);  // above the lanes they may be cut short
   write_requests(out, timeline);
   write_marks(out, "Log", timeline.log);
   out << "</body>\n</html>\n";

@@ -245,6 +245,22 @@ std::string MappingReader::known_names() const {
                                      : fmt::format("one of {}", fmt::join(asked_, ", "));
 }
 
+std::string MappingReader::nearest_known(const std::string& name) const {
+  // Of two as near, the one that is not there yet is meant.
+  std::vector<std::string> names = absent_;
+  names.insert(names.end(), asked_.begin(), asked_.end());
+  return nearest_name(name, names);
+}
+
+std::string MappingReader::where_it_stands(const std::string& name,
+                                           const YamlNode::Key& beside) const {
+  const auto there = std::find_if(node_.keys.begin(), node_.keys.end(),
+                                  [&](const YamlNode::Key& each) { return each.name == name; });
+  return there != node_.keys.end() && *there->place.file == *beside.place.file
+             ? fmt::format(", which stands in line {}", there->place.line)
+             : "";
+}
+
 void MappingReader::finish() {
   if (!is_mapping_) {
     return;
@@ -255,12 +271,12 @@ void MappingReader::finish() {
     if (std::find(asked_.begin(), asked_.end(), key.name) != asked_.end()) {
       continue;
     }
-    const std::string meant =
-        hints++ < kMostHints ? nearest_name(key.name, absent_) : std::string();
+    const std::string meant = hints++ < kMostHints ? nearest_known(key.name) : std::string();
     errors_.add(key.place,
                 fmt::format("found {}, which is unknown in {}; {}", printable(key.name), what_,
                             meant.empty() ? "expected " + known_names()
-                                          : fmt::format("did you mean {}?", meant)));
+                                          : fmt::format("did you mean {}{}?", meant,
+                                                        where_it_stands(meant, key))));
     // One mistake, one error: the name that was meant is not missing as well.
     missing_.erase(std::remove_if(missing_.begin(), missing_.end(),
                                   [&](const Missing& each) { return each.name == meant; }),

@@ -143,6 +143,11 @@ class MappingReader {
 
   /// Of all that were asked for; a few words where they are too many to read.
   [[nodiscard]] std::string known_names() const;
+  /// Of the names asked for; empty where none is like `name`.
+  [[nodiscard]] std::string nearest_known(const std::string& name) const;
+  /// For messages about `beside`: the line of the key `name`, empty where it is not in that file.
+  [[nodiscard]] std::string where_it_stands(const std::string& name,
+                                            const YamlNode::Key& beside) const;
 
   const YamlNode& node_;
   const std::string what_;

@@ -351,6 +351,19 @@ TEST_F(Program, PlaysNoFurtherScenarioWhenItIsInterrupted) {
                                             "✘ 0 of 3 scenarios failed, interrupted\n"));
 }
 
+TEST_F(Program, RecordsARunThatIsInterruptedInItsFirstStep) {
+  const std::string recorded = path("recorded.yaml");
+  const std::string file = write_scenario(
+      "first.yaml", "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n",
+      "with: {claw_timeout_ms: 3600000, simulation: {claw_travel_ms: 3600000}}\n");
+  ASSERT_EQ(
+      interrupt({"play", file, "--realtime", "--record", recorded}, "claw_query_state").exit_code,
+      130);
+  const ProgramRun replayed = run({"play", "-q", recorded});
+  EXPECT_EQ(replayed.err, "");
+  EXPECT_EQ(replayed.exit_code, 0);
+}
+
 TEST_F(Program, EndsASweepCleanlyWhenItIsInterrupted) {
   const std::string file =
       write_scenario("long.yaml", std::string("  - note: x\n") + kEndless, "time_limit: 1000 h\n");

@@ -67,10 +67,6 @@ INSTANTIATE_TEST_SUITE_P(
             "4:17: wait_until: found none; expected a condition or more"},
         Row{"NothingToExpect", "  - expect: {}\n",
             "4:13: expect: found none; expected an expectation or more"},
-        Row{"UnknownFault",
-            "  - fault: {name: jam, device: motor1, claw_fails: true}\n  - clear_faults: jma\n",
-            "5:19: clear_faults: found jma; expected all, or the name of rules that a step before "
-            "this one adds; did you mean jam?"},
         Row{"EveryFaultByNoName", "  - clear_faults: \"\"\n", "expected all, or the name"},
         Row{"RepeatedBackground",
             "  - request: {cmd: 0}\n    background: a\n  - request: {cmd: 0}\n    background: a\n",
@@ -104,6 +100,15 @@ INSTANTIATE_TEST_SUITE_P(
             "4:12: fault: it can never hit an operation of this robot: no device \"motor9\""},
         Row{"SticksOnAQuery", "  - fault: {op: claw_query_state, claw_sticks_at: 10 %}\n",
             "only the claw moves claw_extend and claw_home can stick or fail"},
+        Row{"UnknownRule",
+            "  - fault: {name: jam, device: pump, refuse: x}\n  - clear_faults: jem\n",
+            "5:19: clear_faults: found jem; expected all, or the name of a fault rule that a step "
+            "before this one adds; did you mean jam?"},
+        Row{"RuleThatComesLater",
+            "  - clear_faults: jam\n  - fault: {name: jam, device: pump, refuse: x}\n",
+            "4:19: clear_faults: found jam; expected all, or the name of"},
+        Row{"RuleOfAReservedName", "  - fault: {name: all, device: pump, refuse: x}\n",
+            "4:19: name: found all; expected another name: clear_faults takes all for every rule"},
         Row{"NoTimes", "  - fault: {times: 0, refuse: x}\n", "4:20: "},
         Row{"Impossible", "  - fault: {probability: 0, refuse: x}\n",
             "a number above 0 and up to 1 such as 0.25"},
@@ -141,6 +146,9 @@ INSTANTIATE_TEST_SUITE_P(
                 "4:5: found requst, which is unknown in a step; did you mean request?"},
         Mistake{"ActionWithAReply", "  - reqest: {cmd: 1}\n    expect: {reply: success}\n",
                 "4:5: found reqest, which is unknown in a step; did you mean request?"},
+        Mistake{"RuleThatIsClearedLater",
+                "  - fault: {name: jam, device: pump, refuze: x}\n  - clear_faults: jam\n",
+                "4:38: found refuze, which is unknown in a fault rule; did you mean refuse?"},
         Mistake{"Expectations", "  - expct: {claws: {motor1: raised}}\n",
                 "4:5: found expct, which is unknown in a step; did you mean expect?"},
         Mistake{"NothingLikeIt", "  - qqqqqq: 1\n",
@@ -177,6 +185,12 @@ TEST(ScenarioReader, ChecksTheRobotsChangedValuesWhereTheyStand) {
   EXPECT_THAT(
       errors_of(scenario_text("", "with: {claw_timeout_ms: soon, tpyo: 5}\n") + "  - wait: 1 s\n"),
       testing::AllOf(HasSubstr("3:25: "), HasSubstr("3:31: found tpyo")));
+}
+
+TEST(ScenarioReader, NamesTheFieldOfTheRobotThatWasMeant) {
+  EXPECT_EQ(errors_of(scenario_text("", "with: {claw_timeout: 5}\n") + "  - wait: 1 s\n"),
+            "3:8: found claw_timeout, which is unknown in a robot; did you mean "
+            "claw_timeout_ms?\n");
 }
 
 TEST(ScenarioReader, ChangesTheRobot) {

@@ -131,6 +131,39 @@ TEST_F(Claw, ReportsAFailedHomeAndMovesOnAtTheNextCommand) {
   EXPECT_EQ(claw_status(), (Bytes{4, 1}));
 }
 
+TEST_F(Claw, IsStuckInOnePlaceHoweverOftenItIsToldToMoveOn) {
+  boards.add_fault({"*", "motor1", "*", 2, StickMove{400}});
+  for (const auto move : {1, 2}) {
+    extend();
+    clock->advance(24h);
+    EXPECT_EQ(claw_status(), (Bytes{1, 0})) << "move " << move;
+    EXPECT_EQ(from_home(), 400ms) << "move " << move;
+  }
+  extend_fully();
+  EXPECT_EQ(claw_status(), (Bytes{3, 2}));
+}
+
+TEST_F(Claw, IsStuckOnItsWayHomeCountedFromTheFarEnd) {
+  extend_fully();
+  boards.add_fault({"*", "motor1", "*", 2, StickMove{400}});
+  for (const auto move : {1, 2}) {
+    home();
+    clock->advance(24h);
+    EXPECT_EQ(claw_status(), (Bytes{2, 0})) << "move " << move;
+    EXPECT_EQ(from_home(), 600ms) << "move " << move;
+  }
+}
+
+TEST_F(Claw, DoesNotMoveAtAllBeyondThePlaceWhereItSticks) {
+  extend();
+  clock->advance(700ms);
+  boards.add_fault({"*", "motor1", "*", 1, StickMove{400}});
+  extend();
+  clock->advance(24h);
+  EXPECT_EQ(claw_status(), (Bytes{1, 0}));
+  EXPECT_EQ(from_home(), 700ms);
+}
+
 TEST_F(Claw, SpendsAFailingMoveOnMovesAlone) {
   boards.add_fault({"*", "*", "*", 1, FailMove{}});
 

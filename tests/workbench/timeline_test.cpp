@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -13,6 +14,7 @@
 #include "tests/workbench/played.hpp"
 #include "workbench/markup.hpp"
 #include "workbench/timeline_axis.hpp"
+#include "workbench/timeline_drawing.hpp"
 #include "workbench/timeline_html.hpp"
 
 namespace vantrel_can_bridge::workbench::test {
@@ -167,6 +169,13 @@ TEST(Timeline, SumsTheRunUp) {
                        "1 injected fault · 1 of 1 expectation failed"));
 }
 
+TEST(Timeline, HasWholeNotesOnThePageForWhoReadsItOnPaper) {
+  const std::string note(500, 'n');
+  const std::string page = draw({{0s, "main", Note{note}}}, TimelineForm::Page);
+  EXPECT_THAT(page, HasSubstr("<h2>Notes</h2>"));
+  EXPECT_THAT(page, HasSubstr("<td class=\"text\">" + note + "</td>"));
+}
+
 TEST(Timeline, HoldsAClawUntilItWasSeenAtItsOldPlace) {
   const OperationBegun query{1, 0, "b", "motor1", "claw_query_state", {}, ""};
   const auto moved = [](std::int64_t permille) {
@@ -187,6 +196,57 @@ TEST(Timeline, HoldsAClawUntilItWasSeenAtItsOldPlace) {
   }
   EXPECT_THAT(positions, ElementsAre(std::pair(1s, 100), std::pair(5s, 100), std::pair(6s, 200),
                                      std::pair(7s, 300)));
+}
+
+TEST(Timeline, HoldsAClawThatTheEmergencyStopMeetsFirst) {
+  // Told to move at 5 s, at home until then, and under way when the stop comes at 6 s.
+  const OperationBegun move{1, 0, "b", "motor1", "claw_extend", {}, ""};
+  TimelineBuilder builder;
+  for (const Event& event : std::vector<Event>{
+           {5s, "main", move},
+           {5s, "main", OperationEnded{move, {true, {}, ""}, {}}},
+           {6s, "emergency", EmergencyRaised{}},
+           {6s, "emergency", DeviceStateChanged{"b", "motor1", "position", 55, ""}}}) {
+    builder.add(event);
+  }
+  std::vector<std::pair<std::chrono::nanoseconds, std::int64_t>> positions;
+  const Timeline timeline = builder.finish(8s);
+  for (const TimelineValue& value : timeline.devices.at(0).values) {
+    positions.emplace_back(value.at.time, value.value);
+  }
+  EXPECT_THAT(positions, ElementsAre(std::pair(5s, 0), std::pair(6s, 55)));
+}
+
+/// Where the names of the emergency stops begin.
+std::vector<double> stop_names(const std::vector<Event>& events) {
+  const std::string drawing = draw(events, TimelineForm::Svg);
+  const std::regex name("<text x=\"([0-9.]+)\"[^>]*class=\"stop-name\">");
+  std::vector<double> places;
+  for (std::sregex_iterator found(drawing.begin(), drawing.end(), name), end; found != end;
+       ++found) {
+    places.push_back(std::stod((*found)[1]));
+  }
+  return places;
+}
+
+TEST(Timeline, NamesAnEmergencyStopAtTheRightEdgeInsideThePicture) {
+  const std::vector<double> places = stop_names({{0s, "main", RequestBegun{1, {}, 13, {}, {}}},
+                                                 {99s, "main", EmergencyRaised{}},
+                                                 {100s, "main", RequestEnded{1, {}, {}}}});
+  ASSERT_EQ(places.size(), 1U);
+  EXPECT_LE(places[0], kTimelineWidth - 100) << "as wide as it is drawn";
+}
+
+TEST(Timeline, NamesTheFirstOfEmergencyStopsThatAreTooCloseForTwoNames) {
+  std::vector<Event> events = {{0s, "main", RequestBegun{1, {}, 13, {}, {}}}};
+  for (const auto begin : {10s, 11s, 60s}) {
+    events.push_back({begin, "main", EmergencyRaised{}});
+    events.push_back({begin + 500ms, "main", EmergencyCleared{}});
+  }
+  events.push_back({100s, "main", RequestEnded{1, {}, {}}});
+  const std::vector<double> places = stop_names(events);
+  ASSERT_EQ(places.size(), 2U);
+  EXPECT_GT(places[1] - places[0], 100);
 }
 
 // --- Axis ---

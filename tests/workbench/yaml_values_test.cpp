@@ -180,10 +180,11 @@ TEST(MappingReader, TakesAMisspeltKeyForOneErrorAlone) {
             "f:2:1: found nmae, which is unknown in a lamp; did you mean name?\n");
 }
 
-TEST(MappingReader, DoesNotSuggestAKeyThatIsThereAlready) {
+TEST(MappingReader, SaysWhereTheNearestKeyStandsIfItIsThereAlready) {
   Lamp lamp;
   EXPECT_EQ(read_lamp("on: true\nname: left\nnam: right\n", lamp),
-            "f:3:1: found nam, which is unknown in a lamp; expected one of name, level, on\n");
+            "f:3:1: found nam, which is unknown in a lamp; did you mean name, which stands in "
+            "line 2?\n");
 }
 
 TEST(MappingReader, IsSilentAboutTheKeysOfWhatIsNoMapping) {
