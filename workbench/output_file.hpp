@@ -13,6 +13,8 @@ class OutputFile {
  public:
   explicit OutputFile(std::string path);
 
+  [[nodiscard]] const std::string& path() const { return path_; }
+
   [[nodiscard]] std::ostream& stream() { return file_; }
 
   /// Empty while all is well, else "FILE: cannot be written: " and why.

@@ -219,8 +219,8 @@ ExitCode PlayCommand::play_into(TraceOutputs& outputs, const Scenario& scenario,
   interrupt.pass_to(scheduler.get());
   const PlayResult result = play(scenario, *scheduler, sinks, hooks);
   interrupt.pass_to(nullptr);
-  if (std::ostream* const file = outputs.recording()) {
-    *file << recording.text(outputs_.recording);
+  if (!outputs_.recording.empty()) {
+    outputs.write_recording(recording.text(outputs_.recording));
   }
   if (!quiet_ || !result.is_good()) {
     print_verdict(result.is_good(), fmt::format("{}: {}", scenario.file, verdict(result)));

@@ -1,5 +1,7 @@
 #include "workbench/trace_outputs.hpp"
 
+#include <fmt/format.h>
+
 #include <array>
 #include <filesystem>
 #include <string_view>
@@ -9,6 +11,7 @@
 #include "workbench/timeline_html.hpp"
 #include "workbench/trace_jsonl.hpp"
 #include "workbench/trace_perfetto.hpp"
+#include "workbench/yaml_document.hpp"
 
 namespace vantrel_can_bridge::workbench {
 namespace {
@@ -94,8 +97,13 @@ void TraceOutputs::add_to(EventFanOut& sinks) {
   }
 }
 
-std::ostream* TraceOutputs::recording() {
-  return recording_ == nullptr ? nullptr : &recording_->file.stream();
+void TraceOutputs::write_recording(const std::string& text) {
+  recording_->file.stream() << text;
+  if (text.size() > kLargestYamlFile) {
+    recording_error_ = fmt::format(
+        "{}: has {} bytes, of which play reads at most {}; expected a run of fewer steps\n",
+        recording_->file.path(), text.size(), kLargestYamlFile);
+  }
 }
 
 std::string TraceOutputs::close() {
@@ -112,7 +120,7 @@ std::string TraceOutputs::errors() const {
       lines += output->file.error() + "\n";
     }
   }
-  return lines;
+  return lines + recording_error_;
 }
 
 }  // namespace vantrel_can_bridge::workbench

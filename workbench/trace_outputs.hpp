@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -38,8 +37,9 @@ class TraceOutputs {
 
   void add_to(EventFanOut& sinks);
 
-  /// Where the recording is to be written to before `close`; null where none was asked for.
-  [[nodiscard]] std::ostream* recording();
+  /// Writes the text of the recording that was asked for. One too large to be read again is an
+  /// error, though it is written.
+  void write_recording(const std::string& text);
 
   /// Closes the files. Lines of errors from all of it, empty where all was written.
   [[nodiscard]] std::string close();
@@ -52,6 +52,7 @@ class TraceOutputs {
 
   std::vector<std::unique_ptr<Output>> outputs_;
   Output* recording_ = nullptr;  // one of them
+  std::string recording_error_;
 };
 
 }  // namespace vantrel_can_bridge::workbench

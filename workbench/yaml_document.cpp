@@ -23,7 +23,6 @@
 namespace vantrel_can_bridge::workbench {
 namespace {
 
-constexpr std::size_t kLargestFile = 4 * 1024 * 1024;  // bytes
 constexpr std::size_t kDeepestNesting = 64;
 
 // --- Bytes of a file ---
@@ -49,7 +48,7 @@ class FileDescriptor {
 /// All of `file`, one byte more than the limit at most; nothing where reading fails, with
 /// the reason in errno.
 std::optional<std::string> read_all(const FileDescriptor& file) {
-  std::string bytes(kLargestFile + 1, '\0');
+  std::string bytes(kLargestYamlFile + 1, '\0');
   std::size_t size = 0;
   while (size < bytes.size()) {
     const ssize_t got = read(file.number(), bytes.data() + size, bytes.size() - size);
@@ -83,8 +82,9 @@ std::optional<std::string> load(const std::string& path, InputErrors& errors) {
   if (S_ISDIR(status.st_mode)) {
     return refuse("is a directory; expected a YAML file");
   }
-  if (S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) > kLargestFile) {
-    return refuse(fmt::format("has {} bytes; expected at most {}", status.st_size, kLargestFile));
+  if (S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) > kLargestYamlFile) {
+    return refuse(
+        fmt::format("has {} bytes; expected at most {}", status.st_size, kLargestYamlFile));
   }
   std::optional<std::string> bytes = read_all(file);
   if (!bytes) {
@@ -483,10 +483,10 @@ std::optional<YamlNode> read_yaml_file(const std::string& path, InputErrors& err
 std::optional<YamlNode> read_yaml_text(std::string_view text, const std::string& name,
                                        InputErrors& errors) {
   const std::size_t errors_before = errors.count();
-  const Source source(text.substr(0, kLargestFile), name);
-  if (text.size() > kLargestFile) {
+  const Source source(text.substr(0, kLargestYamlFile), name);
+  if (text.size() > kLargestYamlFile) {
     errors.add(source.whole_file(),
-               fmt::format("has more than {} bytes; expected at most that", kLargestFile));
+               fmt::format("has more than {} bytes; expected at most that", kLargestYamlFile));
     return std::nullopt;
   }
   check_text(source, errors);

@@ -53,6 +53,9 @@ struct YamlNode {
   std::vector<YamlNode> items;
 };
 
+/// Size of the largest file that is read, in bytes.
+inline constexpr std::size_t kLargestYamlFile = 4 * 1024 * 1024;
+
 /// The document in the file at `path`; nothing where errors left no tree to look at. With
 /// a tree there may be errors too.
 [[nodiscard]] std::optional<YamlNode> read_yaml_file(const std::string& path, InputErrors& errors);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/support/run_program.hpp"
+#include "workbench/yaml_document.hpp"
 
 namespace vantrel_can_bridge::workbench::test {
 namespace {
@@ -157,6 +158,22 @@ TEST_P(TracesOption, TakesOneScenario) {
 INSTANTIATE_TEST_SUITE_P(Options, TracesOption,
                          testing::Values("--trace", "--perfetto", "--timeline", "--record"),
                          [](const auto& option) { return std::string(option.param + 2); });
+
+TEST_F(Traces, SayThatARecordingIsTooLargeToBePlayed) {
+  OutputPaths paths;
+  paths.recording = path("r.yaml");
+  TraceOutputs largest(paths, "");
+  largest.write_recording(std::string(kLargestYamlFile, '#'));
+  EXPECT_EQ(largest.close(), "");
+
+  TraceOutputs larger(paths, "");
+  larger.write_recording(std::string(kLargestYamlFile + 1, '#'));
+  EXPECT_EQ(larger.close(),
+            path("r.yaml") +
+                ": has 4194305 bytes, of which play reads at most 4194304; expected "
+                "a run of fewer steps\n");
+  EXPECT_EQ(fs::file_size(path("r.yaml")), 4194305U);
+}
 
 TEST_F(Traces, GoIntoAFileEach) {
   const auto clash = [this](const OutputPaths& paths) {
