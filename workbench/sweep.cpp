@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "workbench/duration_text.hpp"
-#include "workbench/operation.hpp"
 #include "workbench/player.hpp"
 #include "workbench/simulated_time.hpp"
 #include "workbench/sweep_watch.hpp"

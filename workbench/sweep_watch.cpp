@@ -6,12 +6,9 @@
 #include <string_view>
 #include <utility>
 
+#include "workbench/operation.hpp"
+
 namespace vantrel_can_bridge::workbench {
-namespace {
-
-bool is_claw_move(const std::string& op) { return op == "claw_extend" || op == "claw_home"; }
-
-}  // namespace
 
 SweepWatch::SweepWatch(const business_layer::bottom_compat::BottomCompatConfig& config) {
   add_group(config.clean_pump_channel, config.clean_pump_valves);
