@@ -43,9 +43,14 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/vantrel_can_bridge-config-version.cmake
   DESTINATION ${vantrel_cmake} COMPONENT development)
 
-configure_file(cmake/vantrel_can_bridge.pc.in vantrel_can_bridge.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vantrel_can_bridge.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+# Only with our own record: pkg-config knows no way to that of another package. Its paths are
+# relative, since `cmake --install --prefix` may choose another prefix than the build's.
+if(TARGET vantrel_can_bridge_messages)
+  file(RELATIVE_PATH vantrel_pc_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  configure_file(cmake/vantrel_can_bridge.pc.in vantrel_can_bridge.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/vantrel_can_bridge.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
 
 # Where a ROS workspace looks for what is installed.
 install(FILES package.xml

@@ -67,9 +67,9 @@ void write_times(const RobotFile& robot, std::ostream& out) {
     row("claw move", times.claw_move_ms, attempts_text(robot, times));
   }
   row("recovery", times.recovery_ms, recovery_text(robot));
-  out << (has_latency ? "  with the gateway as slow as simulation.latency_ms,"
-                      : "  plus the gateway's own time for every operation,")
-      << " and the wait for a request that is running\n";
+  out << (has_latency ? "  with the gateway as slow as simulation.latency_ms, plus"
+                      : "  plus the gateway's own time for every operation, and")
+      << " the wait for a request that is running\n";
 }
 
 int check_robot(const std::string& path, std::ostream& out) {

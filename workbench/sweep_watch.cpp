@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <utility>
 
 #include "workbench/operation.hpp"
 
@@ -16,14 +15,10 @@ SweepWatch::SweepWatch(const business_layer::bottom_compat::BottomCompatConfig& 
 }
 
 void SweepWatch::add_group(std::int64_t channel, const std::vector<std::int64_t>& valves) {
-  PumpGroup group{fmt::format("pump {}", channel), {}};
   for (const std::int64_t valve : valves) {
     if (valve >= 0 && valve <= 7) {
-      group.valves.push_back(fmt::format("valve {}", valve));
+      valves_of_[fmt::format("pump {}", channel)].push_back(fmt::format("valve {}", valve));
     }
-  }
-  if (!group.valves.empty()) {
-    groups_.push_back(std::move(group));
   }
 }
 
@@ -68,12 +63,12 @@ void SweepWatch::see(const OperationBegun& begun) {
 
 void SweepWatch::see(const OperationEnded& ended) {
   thrown_[ended.begun.activity] = ended.thrown;
-  for (const PumpGroup& group : groups_) {
-    const bool is_shut =
-        std::all_of(group.valves.begin(), group.valves.end(),
-                    [this](const std::string& valve) { return values_[valve].number == 0; });
-    if (is_shut && values_[group.pump].number != 0) {
-      break_rule(group.pump + " runs with its valves shut");
+  for (const auto& [pump, valves] : valves_of_) {
+    const bool is_shut = std::all_of(valves.begin(), valves.end(), [this](const auto& valve) {
+      return values_[valve].number == 0;
+    });
+    if (is_shut && values_[pump].number != 0) {
+      break_rule(pump + " runs with its valves shut");
     }
   }
 }

@@ -24,11 +24,6 @@ class SweepWatch final : public IEventSink {
   void report(SweepRun& run);
 
  private:
-  /// A pump behind valves.
-  struct PumpGroup {
-    std::string pump;
-    std::vector<std::string> valves;
-  };
   struct Value {
     std::int64_t number = 0;
     std::string text;
@@ -53,7 +48,7 @@ class SweepWatch final : public IEventSink {
   static std::string value_name(const DeviceStateChanged& change);
   static bool is_at_rest(const std::string& name, const Value& value);
 
-  std::vector<PumpGroup> groups_;
+  std::map<std::string, std::vector<std::string>> valves_of_;  // of the pumps behind some
   std::chrono::nanoseconds time_{0};
   std::map<ActivityId, std::string> open_;                     // what has begun and not ended
   std::map<ActivityId, std::chrono::nanoseconds> stopped_at_;  // of it, by the first stop

@@ -140,7 +140,10 @@ std::string sign(MarkKind kind, double x, double y, const std::string& inside) {
 class StripPainter {
  public:
   StripPainter(const Timeline& timeline, const TimelineAxis& axis, const Strip& strip)
-      : timeline_(timeline), axis_(axis), strip_(strip) {}
+      : timeline_(timeline),
+        axis_(axis),
+        strip_(strip),
+        is_last_(strip.end >= axis.x(timeline.end)) {}
 
   [[nodiscard]] Drawing draw();
 
@@ -148,8 +151,7 @@ class StripPainter {
   /// What begins where two strips meet belongs to the second.
   [[nodiscard]] bool is_seen(const Instant& begin, const Instant& end) const {
     const double x = axis_.x(begin);
-    const bool is_last = strip_.end >= axis_.x(timeline_.end);
-    return (x < strip_.end || is_last) && (x >= strip_.begin || axis_.x(end) > strip_.begin);
+    return (x < strip_.end || is_last_) && (x >= strip_.begin || axis_.x(end) > strip_.begin);
   }
   [[nodiscard]] bool is_seen(const Instant& at) const { return is_seen(at, at); }
   /// The place beside the strip's moving part.
@@ -178,6 +180,7 @@ class StripPainter {
   const Timeline& timeline_;
   const TimelineAxis& axis_;
   const Strip strip_;
+  const bool is_last_;
   double y_ = 0;          // where the next row begins
   double lanes_top_ = 0;  // below the axis
   std::string fixed_;     // lanes and their names, and texts that may stand out at an edge
@@ -489,9 +492,8 @@ void StripPainter::add_claw(const DeviceLane& lane) {
   fixed_ += text_at(kGutter - 3, y_ + 9, "small faint end", "out");
   fixed_ += text_at(kGutter - 3, y_ + kClawHeight - 2, "small faint end", "home");
   const std::string path = position_path(lane);
-  const double left = axis_.x({});
-  moving_ +=
-      fmt::format("<path d=\"{}V{:.1f}H{:.1f}Z\" class=\"claw\"/>\n", path, y_ + kClawHeight, left);
+  moving_ += fmt::format("<path d=\"{}V{:.1f}H{:.1f}Z\" class=\"claw\"/>\n", path, y_ + kClawHeight,
+                         strip_.begin);
   moving_ += fmt::format("<path d=\"{}\" class=\"position\"/>\n", path);
   add_actions(lane);
   add_marks(lane.retries, y_ + kClawHeight / 2);
@@ -520,25 +522,31 @@ void StripPainter::add_actions(const DeviceLane& lane) {
   }
 }
 
-/// From power-on to the end of the run. Between two samples a claw moves evenly in time,
-/// which on an axis that changes its scale is no straight line: it bends where that does.
+/// From the last sample before the strip to the first one behind it. Between two samples a claw
+/// moves evenly in time, which on an axis that changes its scale is no straight line: it bends
+/// where that does.
 std::string StripPainter::position_path(const DeviceLane& lane) const {
   const auto y = [&](double permille) {
     return y_ + kClawHeight - 2 - (kClawHeight - 4) * permille / 1000;
   };
-  std::string path = fmt::format("M{:.1f} {:.1f}", axis_.x({}), y(0));
-  TimelineValue last;
+  std::string path;
+  TimelineValue last;  // at home, at power-on
   const auto line_to = [&](const TimelineValue& next) {
-    for (const Stretch& stretch : axis_.stretches()) {
-      if (stretch.begin.time > last.at.time && stretch.begin.time < next.at.time) {
-        const double share = static_cast<double>((stretch.begin.time - last.at.time).count()) /
-                             static_cast<double>((next.at.time - last.at.time).count());
-        path += fmt::format("L{:.1f} {:.1f}", stretch.x,
-                            y(static_cast<double>(last.value) +
-                              share * static_cast<double>(next.value - last.value)));
+    if (is_seen(last.at, next.at)) {
+      if (path.empty()) {
+        path = fmt::format("M{:.1f} {:.1f}", axis_.x(last.at), y(static_cast<double>(last.value)));
       }
+      for (const Stretch& stretch : axis_.stretches()) {
+        if (stretch.begin.time > last.at.time && stretch.begin.time < next.at.time) {
+          const double share = static_cast<double>((stretch.begin.time - last.at.time).count()) /
+                               static_cast<double>((next.at.time - last.at.time).count());
+          path += fmt::format("L{:.1f} {:.1f}", stretch.x,
+                              y(static_cast<double>(last.value) +
+                                share * static_cast<double>(next.value - last.value)));
+        }
+      }
+      path += fmt::format("L{:.1f} {:.1f}", axis_.x(next.at), y(static_cast<double>(next.value)));
     }
-    path += fmt::format("L{:.1f} {:.1f}", axis_.x(next.at), y(static_cast<double>(next.value)));
     last = next;
   };
   for (const TimelineValue& value : lane.values) {

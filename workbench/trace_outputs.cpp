@@ -18,15 +18,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The file that is created by writing to `path`, where it is a link to one that does not exist.
+fs::path destination(const std::string& path) {
+  std::error_code none;
+  const fs::path target = fs::read_symlink(path, none);
+  // Absolute: a relative path of which nothing exists would stay as it is written.
+  return fs::absolute(none ? fs::path(path) : fs::path(path).parent_path() / target);
+}
+
 /// Also where neither exists yet, or one is a link to the other.
 bool is_same_file(const std::string& left, const std::string& right) {
   std::error_code unknown;
   if (fs::equivalent(left, right, unknown)) {
     return true;
   }
-  // Absolute first: a relative path of which nothing exists would stay as it is written.
-  return fs::weakly_canonical(fs::absolute(left), unknown) ==
-         fs::weakly_canonical(fs::absolute(right), unknown);
+  return fs::weakly_canonical(destination(left), unknown) ==
+         fs::weakly_canonical(destination(right), unknown);
 }
 
 bool ends_with(std::string_view text, std::string_view end) {

@@ -88,7 +88,7 @@ TEST(Check, ShowsTheLongestTimesOfTheReferenceRobot) {
       "  request   up to 31.771 s         cmd 0 with all that it can carry\n"
       "  claw move up to 31.321 s         3 attempts of up to 10.107 s, 500 ms between two\n"
       "  recovery  up to 80.856 s         4 claws raised and lowered once, with a budget of 90 s\n"
-      "  with the gateway as slow as simulation.latency_ms, and the wait for a request that is "
+      "  with the gateway as slow as simulation.latency_ms, plus the wait for a request that is "
       "running\n");
 }
 

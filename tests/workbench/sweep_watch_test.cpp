@@ -17,6 +17,8 @@ SweepRun watch(const std::vector<Event>& events) {
   business_layer::bottom_compat::BottomCompatConfig config{};
   config.clean_pump_channel = 1;
   config.clean_pump_valves = {0, 9};
+  config.dirty_pump_channel = 1;  // both groups lead to one pump
+  config.dirty_pump_valves = {4};
   SweepWatch watch(config);
   for (const Event& event : events) {
     watch.on_event(event);
@@ -71,6 +73,8 @@ TEST(SweepWatch, SeesAPumpThatRunsWithItsValvesShut) {
   EXPECT_THAT(watch({runs, at(1s, ended(""))}).broken,
               ElementsAre("pump 1 runs with its valves shut"));
   EXPECT_THAT(watch({opens, runs, at(1s, ended(""))}).broken, IsEmpty());
+  EXPECT_THAT(watch({at(1s, change("valve 4", 1, "open")), runs, at(1s, ended(""))}).broken,
+              IsEmpty());
   EXPECT_THAT(watch({opens, runs, at(1s, ended("")), shuts, at(2s, ended(""))}).broken,
               ElementsAre("pump 1 runs with its valves shut"));
 }

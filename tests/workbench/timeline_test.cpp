@@ -162,6 +162,24 @@ TEST(Timeline, DrawsEachRequestOfALongRunOnce) {
   }
 }
 
+// Each strip has the claw's way through it, not through all of the run.
+TEST(Timeline, GrowsWithTheLengthOfTheRun) {
+  const auto size_of = [](ActivityId requests) {
+    std::vector<Event> events;
+    for (ActivityId request = 1; request <= requests; ++request) {
+      const auto begin = 2 * request * 1s;
+      events.push_back({begin, "main", RequestBegun{request, {}, 0, {}, {}}});
+      for (const std::int64_t permille : {0, 500, 1000}) {
+        events.push_back({begin + permille * 1ms, "main",
+                          DeviceStateChanged{"b", "motor1", "position", permille, ""}});
+      }
+      events.push_back({begin + 1s, "main", RequestEnded{request, {}, {}}});
+    }
+    return draw(events, TimelineForm::Svg).size();
+  };
+  EXPECT_LT(size_of(800), 5 * size_of(200));
+}
+
 TEST(Timeline, SumsTheRunUp) {
   const Document document(draw(every_event("t"), TimelineForm::Page));
   EXPECT_THAT(document.texts,

@@ -190,6 +190,11 @@ TEST_F(Traces, GoIntoAFileEach) {
             "./no such file: found for both --trace and --timeline; expected two files\n");
   EXPECT_EQ(clash({{}, {}, {}, path("./r")}),
             path("./r") + ": found for both its robot and --record; expected two files\n");
+  fs::create_symlink("not there yet", path("link"));
+  EXPECT_EQ(
+      clash({path("link"), {}, path("not there yet"), {}}),
+      path("not there yet") + ": found for both --trace and --timeline; expected two files\n");
+  EXPECT_EQ(clash({path("link"), {}, path("a"), {}}), "");
 }
 
 TEST_F(Traces, DoNotOverwriteTheScenarioByAnotherOfItsNames) {
