@@ -230,6 +230,18 @@ TEST_F(Program, RecordsTheTimeThatAskingForAClawTakes) {
               HasSubstr("      claws: {motor1: raised, motor2: unknown}\n"));
 }
 
+TEST_F(Program, RecordsTheFirstOfTwoClawsOfOneMotor) {
+  const std::string file =
+      write_scenario("twice.yaml",
+                     "  - request: {cmd: procter, tools_claw_cmd: 1, tools_claw_select: 1}\n"
+                     "    expect: {claws: {motor2: raised}}\n",
+                     "with: {claw_motor_ids: [2, 2]}\n");
+  EXPECT_EQ(run({"play", "-q", file, "--record", path("recorded.yaml")}).out, "");
+  const ProgramRun replayed = run({"play", "-q", path("recorded.yaml")});
+  EXPECT_EQ(replayed.exit_code, 0) << replayed.out << replayed.err;
+  EXPECT_THAT(content(path("recorded.yaml")), HasSubstr("      claws: {motor2: raised}\n"));
+}
+
 TEST_F(Program, RecordsIntoALinkedFolder) {
   fs::create_directories(path("far/away"));
   fs::create_directory_symlink(path("far/away"), path("link"));
