@@ -126,9 +126,9 @@ std::vector<At<ClawExpectation>> read_claws(const YamlNode& node, ScenarioContex
   MappingReader keys(node, "a mapping of claws", context.errors);
   const std::vector<std::int64_t>& motors = context.config.claw_motor_ids;
   for (std::size_t claw = 0; claw < motors.size(); ++claw) {
-    const auto same_before = motors.begin() + static_cast<std::ptrdiff_t>(claw);
+    const auto this_one = motors.begin() + static_cast<std::ptrdiff_t>(claw);
     const YamlNode* const value = keys.find(fmt::format("motor{}", motors[claw]));
-    if (value == nullptr || std::find(motors.begin(), same_before, motors[claw]) != same_before) {
+    if (value == nullptr || std::find(motors.begin(), this_one, motors[claw]) != this_one) {
       continue;  // a number that two claws have names the first
     }
     if (const auto word = read_word(*value, words, context.errors)) {
